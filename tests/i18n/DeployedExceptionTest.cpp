@@ -1,0 +1,89 @@
+// DeployedException and printmln: localized texts that outlive their identifiers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fl/i18n/DeployedException.hpp>
+#include <fl/i18n/printmln.hpp>
+#include <memory>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include "LocaleGuard.hpp"
+
+namespace {
+
+using fl::i18n::DeployedException;
+using fl::i18n::ustring;
+using resource_core::BaseMsgID;
+
+class DeployedExceptionTest : public ::testing::Test {
+ protected:
+  kzftest::LocaleGuard locale_{"C"};
+};
+
+TEST_F(DeployedExceptionTest, OutlivesTheIdentifierItWasBuiltFrom) {
+  auto id =
+      std::make_unique<BaseMsgID>("kzfpackage", "KZFPACKAGE_CLOSE_FAILED",
+                                  std::vector<BaseMsgID::Argument>{"/tmp/a.kzf", "disk full"});
+  const DeployedException error(*id);
+  id.reset();
+  EXPECT_EQ(error.identifier(), "KZFPACKAGE_CLOSE_FAILED");
+  EXPECT_EQ(error.message(), "Could not close the package /tmp/a.kzf: disk full");
+  EXPECT_STREQ(error.what(), error.message().c_str());
+}
+
+TEST_F(DeployedExceptionTest, PassesHandlersForRuntimeErrors) {
+  // A rewrapping handler catches std::runtime_error; the library's own errors must pass it.
+  std::string caughtBy;
+  try {
+    try {
+      throw DeployedException(BaseMsgID("kzfpackage", "KZFPACKAGE_NOT_OPEN", {"/p.kzf"}));
+    } catch (const std::runtime_error&) {
+      caughtBy = "runtime_error";
+    }
+  } catch (const std::exception& e) {
+    caughtBy = e.what();
+  }
+  EXPECT_EQ(caughtBy, "The package /p.kzf is not open.");
+}
+
+struct LossyRow {
+  const char* name;
+  const char* locale;
+  ustring argument;
+  std::string expected;  // the message in the locale's encoding
+  friend void PrintTo(const LossyRow& row, std::ostream* os) { *os << row.name; }
+};
+
+class DeployedExceptionEncoding : public ::testing::TestWithParam<LossyRow> {};
+
+TEST_P(DeployedExceptionEncoding, ReplacesWhatTheProcessEncodingCannotHold) {
+  KZF_USE_LOCALE_OR_SKIP(locale, GetParam().locale);
+  const DeployedException error(
+      BaseMsgID("kzfpackage", "KZFPACKAGE_FILE_ENTRY_NOT_EXIST", {GetParam().argument}));
+  EXPECT_EQ(error.message(), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Locales, DeployedExceptionEncoding,
+    ::testing::Values(
+        LossyRow{"Utf8Astral", "C", u"/\U0001F600", "The file /\xf0\x9f\x98\x80 does not exist."},
+        LossyRow{"Utf8LoneSurrogate", "C", u"/a\xd800", "The file /a\xef\xbf\xbd does not exist."},
+        LossyRow{"Latin1Umlaut", "de_DE.ISO-8859-1", u"/\u00fc", "The file /\xfc does not exist."},
+        LossyRow{"Latin1Euro", "de_DE.ISO-8859-1", u"/\u20ac\u00fc",
+                 "The file /?\xfc does not exist."},
+        LossyRow{"Latin1Astral", "de_DE.ISO-8859-1", u"/\U0001F600.m",
+                 "The file /?.m does not exist."},
+        LossyRow{"Latin1LoneSurrogate", "de_DE.ISO-8859-1", u"/\xdc00",
+                 "The file /? does not exist."}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(DeployedExceptionTest, PrintmlnWritesOneLine) {
+  std::ostringstream out;
+  fl::i18n::printmln(out, BaseMsgID("kzfpackage", "KZFPACKAGE_WARNING_PLATFORM_DIFFERENT", {}));
+  EXPECT_EQ(out.str(), "Warning: the file manifest was written on a different platform.\n");
+}
+
+}  // namespace

@@ -1,0 +1,157 @@
+// The message catalog: a text per identifier, arguments filled in, gettext translations.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fl/i18n/DeployedException.hpp>
+#include <fl/i18n/MessageCatalog.hpp>
+#include <fl/i18n/QlLocale.hpp>
+#include <iostream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "LocaleGuard.hpp"
+#include "MessageIdentifiers.hpp"
+
+namespace {
+
+using fl::i18n::MessageCatalog;
+using fl::i18n::QlLocale;
+using fl::i18n::ustring;
+using resource_core::BaseMsgID;
+
+ustring messageOf(const std::string& identifier, std::vector<BaseMsgID::Argument> arguments,
+                  const std::string& component = "kzfpackage") {
+  return MessageCatalog::get_message(BaseMsgID(component, identifier, std::move(arguments)),
+                                     QlLocale::global());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Every identifier has its own text that uses each of its arguments.
+
+class EveryIdentifier : public ::testing::TestWithParam<kzftest::MessageIdentifierRow> {};
+
+TEST_P(EveryIdentifier, HasATextThatUsesEachArgument) {
+  const auto& row = GetParam();
+  std::vector<BaseMsgID::Argument> arguments;
+  std::vector<ustring> texts;
+  for (std::size_t i = 0; i < row.argumentCount; ++i) {
+    const std::string text = "/path/arg" + std::to_string(i);
+    arguments.emplace_back(text);
+    texts.emplace_back(text.begin(), text.end());
+  }
+  const std::string identifier = row.identifier;
+  const ustring message = messageOf(identifier, arguments);
+
+  EXPECT_NE(message.rfind(ustring(identifier.begin(), identifier.end()), 0), 0u)
+      << "the catalog has no text for " << identifier;
+  for (const ustring& text : texts) {
+    EXPECT_NE(message.find(text), ustring::npos) << identifier << " lacks an argument";
+  }
+  EXPECT_EQ(message.find(u'{'), ustring::npos) << identifier << " keeps a placeholder";
+}
+
+INSTANTIATE_TEST_SUITE_P(KzfPackage, EveryIdentifier,
+                         ::testing::ValuesIn(kzftest::kMessageIdentifiers),
+                         [](const auto& row) { return std::string(row.param.identifier); });
+
+// ---------------------------------------------------------------------------------------------
+// Placeholders and arguments.
+
+class MessageCatalogTest : public ::testing::Test {
+ protected:
+  // English texts regardless of the machine's environment.
+  kzftest::LocaleGuard locale_{"C"};
+};
+
+TEST_F(MessageCatalogTest, FillsPlaceholdersInTheirOrder) {
+  EXPECT_EQ(messageOf("KZFPACKAGE_OPEN_FAILED", {"/tmp/a.kzf", "Read", "no such file"}),
+            u"Could not open the package /tmp/a.kzf for Read: no such file");
+  EXPECT_EQ(messageOf("KZFPACKAGE_NOT_OPEN", {"/tmp/a.kzf"}),
+            u"The package /tmp/a.kzf is not open.");
+  EXPECT_EQ(messageOf("KZFPACKAGE_EXTRACT_FAILED", {"/out", "missing kzf file manifest file."}),
+            u"Could not extract the package into /out: missing kzf file manifest file.");
+}
+
+TEST_F(MessageCatalogTest, LeavesPlaceholdersWithoutArgumentsAsTheyAre) {
+  EXPECT_EQ(messageOf("KZFPACKAGE_OPEN_FAILED", {"/tmp/a.kzf"}),
+            u"Could not open the package /tmp/a.kzf for {1}: {2}");
+}
+
+TEST_F(MessageCatalogTest, ArgumentTextIsNotScannedForPlaceholders) {
+  EXPECT_EQ(messageOf("KZFPACKAGE_CLOSE_FAILED", {"{1}", "x"}),
+            u"Could not close the package {1}: x");
+}
+
+TEST_F(MessageCatalogTest, AcceptsEveryArgumentKind) {
+  EXPECT_EQ(messageOf("KZFPACKAGE_CLOSE_FAILED", {ustring(u"/\U0001F600.kzf"), -42LL}),
+            u"Could not close the package /\U0001F600.kzf: -42");
+}
+
+TEST_F(MessageCatalogTest, ReplacesUndecodableArgumentBytes) {
+  EXPECT_EQ(messageOf("KZFPACKAGE_NOT_OPEN", {"/tmp/\xff.kzf"}),
+            u"The package /tmp/\ufffd.kzf is not open.");
+}
+
+TEST_F(MessageCatalogTest, UnknownIdentifierGivesItsNameAndArguments) {
+  EXPECT_EQ(messageOf("KZFPACKAGE_NO_SUCH_MESSAGE", {"a", 7LL}),
+            u"KZFPACKAGE_NO_SUCH_MESSAGE: a, 7");
+  EXPECT_EQ(messageOf("KZFPACKAGE_NO_SUCH_MESSAGE", {}), u"KZFPACKAGE_NO_SUCH_MESSAGE");
+}
+
+TEST_F(MessageCatalogTest, IdentifierOfAnotherComponentIsUnknown) {
+  EXPECT_EQ(messageOf("KZFPACKAGE_NOT_OPEN", {"/p"}, "othercomponent"), u"KZFPACKAGE_NOT_OPEN: /p");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Translations through gettext, from the catalog folder named by KZF_LOCALEDIR. The binding is
+// made once per process, so each check runs in a fresh child process.
+
+#ifdef KZF_TEST_LOCALEDIR
+
+// In the child: exits 0 if the German test catalog is used, as the process locale says.
+[[noreturn]] void checkGermanTranslation(const char* locale, const std::string& expected) {
+  setenv("KZF_LOCALEDIR", KZF_TEST_LOCALEDIR, 1);
+  const QlLocale english = QlLocale::global();
+  if (std::setlocale(LC_ALL, locale) == nullptr) std::exit(2);
+  const fl::i18n::DeployedException german(
+      BaseMsgID("kzfpackage", "KZFPACKAGE_NOT_OPEN", {std::string("/p.kzf")}));
+  const ustring stillEnglish = MessageCatalog::get_message(
+      BaseMsgID("kzfpackage", "KZFPACKAGE_NOT_OPEN", {std::string("/p.kzf")}), english);
+  const ustring untranslated = messageOf("KZFPACKAGE_ALREADY_OPENED", {"/p.kzf"});
+  std::cerr << german.what() << '\n';
+  std::exit(german.message() == expected && stillEnglish == u"The package /p.kzf is not open." &&
+                    untranslated == u"The package /p.kzf is already open."
+                ? 0
+                : 1);
+}
+
+struct TranslationRow {
+  const char* name;
+  const char* locale;
+  std::string expected;  // in the locale's encoding
+  friend void PrintTo(const TranslationRow& row, std::ostream* os) { *os << row.name; }
+};
+
+class GettextTranslation : public ::testing::TestWithParam<TranslationRow> {};
+
+TEST_P(GettextTranslation, ReplacesTheEnglishTextInTheLocaleEncoding) {
+  { KZF_USE_LOCALE_OR_SKIP(probe, GetParam().locale); }
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(checkGermanTranslation(GetParam().locale, GetParam().expected),
+              ::testing::ExitedWithCode(0), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(German, GettextTranslation,
+                         ::testing::Values(TranslationRow{"Utf8", "de_DE.UTF-8",
+                                                          "Das Paket /p.kzf ist nicht ge\xc3\xb6"
+                                                          "ffnet."},
+                                           TranslationRow{"Latin1", "de_DE.ISO-8859-1",
+                                                          "Das Paket /p.kzf ist nicht ge\xf6"
+                                                          "ffnet."}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+#endif
+
+}  // namespace
