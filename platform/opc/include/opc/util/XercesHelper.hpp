@@ -1,0 +1,148 @@
+// Xerces-C helpers: library lifetime, strings, owners, the one hardened parser factory,
+// and reading and writing DOM documents over package streams.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <opc/Export.hpp>
+#include <opc/Stream.hpp>
+#include <opc/String.hpp>
+#include <string>
+#include <type_traits>
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMErrorHandler.hpp>
+#include <xercesc/dom/DOMLSParser.hpp>
+#include <xercesc/dom/DOMLSSerializer.hpp>
+
+namespace opc::util {
+
+// ustring and Xerces strings share their code unit, so texts pass between them unconverted.
+static_assert(std::is_same_v<XMLCh, char16_t>, "this Xerces-C build must use char16_t for XMLCh");
+
+/// Keeps Xerces-C initialised while any guard exists: the first guard initialises the library,
+/// the last one terminates it. Copies count as guards. Thread-safe.
+class OPC_API XercesGuard {
+ public:
+  XercesGuard();
+  XercesGuard(const XercesGuard&);
+  XercesGuard& operator=(const XercesGuard&) = default;
+  ~XercesGuard();
+};
+
+/// A Xerces string owned as a ustring.
+class OPC_API XercesString {
+ public:
+  explicit XercesString(const ustring& text) : text_(text) {}
+  /// A null pointer gives the empty string.
+  explicit XercesString(const XMLCh* text) : text_(text != nullptr ? text : u"") {}
+
+  const ustring& toString() const { return text_; }
+  const XMLCh* c_str() const { return text_.c_str(); }
+
+ private:
+  ustring text_;
+};
+
+/// Releases a parser; keeps Xerces-C initialised until then.
+class OPC_API DOMLSParserReleaser {
+ public:
+  DOMLSParserReleaser() = default;
+  explicit DOMLSParserReleaser(std::shared_ptr<const XercesGuard> guard);
+  void operator()(xercesc::DOMLSParser* parser) const;
+
+ private:
+  std::shared_ptr<const XercesGuard> guard_;
+};
+
+/// Releases a serializer; keeps Xerces-C initialised until then.
+class OPC_API DOMLSSerializerReleaser {
+ public:
+  DOMLSSerializerReleaser() = default;
+  explicit DOMLSSerializerReleaser(std::shared_ptr<const XercesGuard> guard);
+  void operator()(xercesc::DOMLSSerializer* serializer) const;
+
+ private:
+  std::shared_ptr<const XercesGuard> guard_;
+};
+
+/// Releases a document; keeps Xerces-C initialised until then.
+class OPC_API DOMDocumentReleaser {
+ public:
+  DOMDocumentReleaser() = default;
+  explicit DOMDocumentReleaser(std::shared_ptr<const XercesGuard> guard);
+  void operator()(xercesc::DOMDocument* document) const;
+
+ private:
+  std::shared_ptr<const XercesGuard> guard_;
+};
+
+using DOMLSParserPtr = std::unique_ptr<xercesc::DOMLSParser, DOMLSParserReleaser>;
+using DOMLSSerializerPtr = std::unique_ptr<xercesc::DOMLSSerializer, DOMLSSerializerReleaser>;
+using DOMDocumentPtr = std::unique_ptr<xercesc::DOMDocument, DOMDocumentReleaser>;
+
+/// Turns errors and fatal errors into opc::model::InvalidXMLDocument whose text names the
+/// document (its system id), the line, the column and the message; warnings are ignored.
+/// The first error is also kept, because a serializer swallows what its handler throws:
+/// after a failed write, getMessage() still tells why.
+class OPC_API XercesErrorHandler : public xercesc::DOMErrorHandler {
+ public:
+  bool handleError(const xercesc::DOMError& error) override;
+  /// True once an error or fatal error was reported (until reset()).
+  bool hasError() const { return !message_.empty(); }
+  /// The text of the first error reported.
+  const std::string& getMessage() const { return message_; }
+  void reset() { message_.clear(); }
+
+ private:
+  std::string message_;
+};
+
+/// Creating parsers, serializers and documents, and moving documents through package streams.
+class OPC_API XercesHelper {
+ public:
+  /// Default cap on the bytes one parse may read.
+  static constexpr std::uint64_t kDefaultMaxDocumentSize = 32u * 1024u * 1024u;
+
+  /// The factory of every XML parser of the project. Documents come from outside, so the
+  /// parser refuses a DOCTYPE outright (hence every entity declaration and external DTD),
+  /// never resolves an external resource (default entity resolution off and a resolver that
+  /// refuses every request), never loads a schema or DTD a document names (only grammars
+  /// loaded from memory with loadGrammar and cached are used, once the caller switches on
+  /// the cached-grammar feature), runs under a security manager with a small entity-expansion
+  /// limit, and stops reading any input after `maxDocumentSize` bytes. Namespaces are on;
+  /// validation is off until the caller or readDocumentFromStream switches it on. Each
+  /// refusal is an opc::model::InvalidXMLDocument naming the document and the reason.
+  ///
+  /// Unlike a stock Xerces-C parser, an exception thrown by the installed DOMErrorHandler
+  /// leaves parse() and loadGrammar() (stock Xerces-C swallows it and parses on), and with no
+  /// handler installed errors are reported by a XercesErrorHandler, never ignored.
+  static DOMLSParserPtr createParser(std::uint64_t maxDocumentSize = kDefaultMaxDocumentSize);
+
+  /// A serializer writing compact UTF-8 with an XML declaration.
+  static DOMLSSerializerPtr createWriter();
+
+  /// An empty document.
+  static DOMDocumentPtr createDocument();
+  /// A document whose root element is `qualifiedName` in `namespaceUri` (empty: none).
+  static DOMDocumentPtr createDocument(const ustring& namespaceUri, const ustring& qualifiedName);
+
+  /// Parses the whole of `in` with `parser` (made by createParser) and returns the document,
+  /// owned by the caller. `validate` true validates against the grammars the parser has
+  /// cached (a document no cached grammar covers is then invalid); false checks only that it
+  /// is well-formed. A non-empty `namespaceUri` requires the root element in that namespace;
+  /// a non-empty `schemaLocation` names the cached grammar of that namespace (it is never
+  /// fetched). `documentName` names the document in error texts. Malformed, invalid or
+  /// refused input throws opc::model::InvalidXMLDocument; a failing stream's own error
+  /// passes unchanged.
+  static DOMDocumentPtr readDocumentFromStream(xercesc::DOMLSParser& parser, InputStream& in,
+                                               bool validate, const ustring& namespaceUri,
+                                               const ustring& schemaLocation,
+                                               const ustring& documentName = u"opcistream");
+
+  /// Serializes `document` as UTF-8 to `out`. A serializer error throws
+  /// opc::model::InvalidXMLDocument; a failing stream's own error passes unchanged.
+  static void writeDocumentToStream(xercesc::DOMLSSerializer& writer,
+                                    const xercesc::DOMDocument& document, OutputStream& out);
+};
+
+}  // namespace opc::util

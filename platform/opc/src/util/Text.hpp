@@ -1,0 +1,28 @@
+// Private text helpers of the OPC layer: ASCII case folding and texts for error messages.
+#pragma once
+
+#include <opc/String.hpp>
+#include <string>
+#include <string_view>
+
+namespace opc::detail {
+
+inline char asciiLower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; }
+inline char16_t asciiLower(char16_t c) {
+  return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c;
+}
+
+/// ASCII case-insensitive equality (other characters compare exactly).
+bool equalsIgnoreAsciiCase(std::u16string_view a, std::u16string_view b);
+bool equalsIgnoreAsciiCase(std::string_view a, std::string_view b);
+
+/// `text` with ASCII letters lower-cased.
+std::string asciiLowerCopy(std::string_view text);
+
+/// UTF-8 form of `text` for error messages: never throws; a lone surrogate is shown as \uXXXX.
+std::string describe(const ustring& text);
+
+/// `text` (ASCII only, as part names and item names are) widened to UTF-16.
+ustring widenAscii(std::string_view text);
+
+}  // namespace opc::detail

@@ -1,0 +1,461 @@
+// Xerces-C helpers: library lifetime, owners, the hardened parser, and stream adaptors.
+#include <exception>
+#include <fl/i18n/ustring.hpp>
+#include <mutex>
+#include <opc/model/Exceptions.hpp>
+#include <opc/util/XercesHelper.hpp>
+#include <string>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMError.hpp>
+#include <xercesc/dom/DOMImplementation.hpp>
+#include <xercesc/dom/DOMImplementationRegistry.hpp>
+#include <xercesc/dom/DOMLSOutput.hpp>
+#include <xercesc/dom/DOMLSResourceResolver.hpp>
+#include <xercesc/dom/DOMLocator.hpp>
+#include <xercesc/dom/impl/DOMErrorImpl.hpp>
+#include <xercesc/dom/impl/DOMLocatorImpl.hpp>
+#include <xercesc/framework/LocalFileInputSource.hpp>
+#include <xercesc/framework/URLInputSource.hpp>
+#include <xercesc/framework/Wrapper4DOMLSInput.hpp>
+#include <xercesc/framework/Wrapper4InputSource.hpp>
+#include <xercesc/framework/XMLErrorCodes.hpp>
+#include <xercesc/framework/XMLFormatter.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/parsers/DOMLSParserImpl.hpp>
+#include <xercesc/sax/InputSource.hpp>
+#include <xercesc/util/BinInputStream.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLString.hpp>
+#include <xercesc/util/XMLURL.hpp>
+#include <xercesc/util/XMLUni.hpp>
+#include <xercesc/validators/DTD/DTDElementDecl.hpp>
+
+#include "../util/Text.hpp"
+
+namespace opc::util {
+
+namespace x = xercesc;
+using model::InvalidXMLDocument;
+
+namespace {
+
+std::mutex& initMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+std::string narrow(const XMLCh* text) {
+  return text == nullptr ? std::string() : detail::describe(ustring(text));
+}
+
+// A document may expand this many entity references at most. Documents of this project never
+// declare entities (a DOCTYPE is refused), so this only backs up that refusal.
+constexpr XMLSize_t kEntityExpansionLimit = 64;
+
+// Counts the bytes the scanner reads and ends the input past the cap. A failure is never
+// thrown through the scanner here: thrown from the first read, inside the scanner's reader
+// construction, it would leak that reader. It is kept instead and raised once the parse is
+// over.
+class CappedBinInputStream : public x::BinInputStream {
+ public:
+  CappedBinInputStream(x::BinInputStream* inner, std::uint64_t limit, ustring systemId,
+                       std::exception_ptr& failure)
+      : inner_(inner), limit_(limit), systemId_(std::move(systemId)), failure_(failure) {}
+
+  XMLFilePos curPos() const override { return inner_->curPos(); }
+
+  XMLSize_t readBytes(XMLByte* const buffer, const XMLSize_t maxToRead) override {
+    if (failure_) return 0;
+    try {
+      XMLSize_t count = inner_->readBytes(buffer, maxToRead);
+      total_ += count;
+      if (total_ > limit_) {
+        throw InvalidXMLDocument(detail::describe(systemId_) +
+                                 ": the document is larger than the limit of " +
+                                 std::to_string(limit_) + " bytes");
+      }
+      return count;
+    } catch (...) {
+      failure_ = std::current_exception();
+      return 0;
+    }
+  }
+
+  const XMLCh* getContentType() const override { return inner_->getContentType(); }
+
+ private:
+  std::unique_ptr<x::BinInputStream> inner_;  // made by Xerces; its delete is Xerces's
+  std::uint64_t limit_;
+  ustring systemId_;
+  std::exception_ptr& failure_;
+  std::uint64_t total_ = 0;
+};
+
+class CappedInputSource : public x::InputSource {
+ public:
+  CappedInputSource(const x::InputSource& inner, std::uint64_t limit)
+      : x::InputSource(inner.getMemoryManager()), inner_(inner), limit_(limit) {
+    setSystemId(inner.getSystemId());
+    setPublicId(inner.getPublicId());
+    if (inner.getEncoding() != nullptr) setEncoding(inner.getEncoding());
+  }
+
+  x::BinInputStream* makeStream() const override {
+    x::BinInputStream* stream = inner_.makeStream();
+    if (stream == nullptr) return nullptr;
+    // Xerces owns the returned stream and frees it through its memory manager.
+    return new (getMemoryManager())
+        CappedBinInputStream(stream, limit_, XercesString(getSystemId()).toString(), failure_);
+  }
+
+  /// Raises what went wrong while reading, if anything did.
+  void rethrowReadFailure() const {
+    if (failure_) std::rethrow_exception(failure_);
+  }
+
+ private:
+  const x::InputSource& inner_;
+  std::uint64_t limit_;
+  mutable std::exception_ptr failure_;
+};
+
+// Reads an opc::InputStream until it reports its end.
+class OpcBinInputStream : public x::BinInputStream {
+ public:
+  explicit OpcBinInputStream(InputStream& in) : in_(in) {}
+  XMLFilePos curPos() const override { return position_; }
+  XMLSize_t readBytes(XMLByte* const buffer, const XMLSize_t maxToRead) override {
+    if (in_.isEOF()) return 0;
+    std::size_t count = in_.read(reinterpret_cast<char*>(buffer), maxToRead);
+    position_ += count;
+    return count;
+  }
+  const XMLCh* getContentType() const override { return nullptr; }
+
+ private:
+  InputStream& in_;
+  XMLFilePos position_ = 0;
+};
+
+class OpcInputSource : public x::InputSource {
+ public:
+  OpcInputSource(InputStream& in, const ustring& systemId) : in_(in) {
+    setSystemId(systemId.c_str());
+  }
+  x::BinInputStream* makeStream() const override {
+    return new (getMemoryManager()) OpcBinInputStream(in_);
+  }
+
+ private:
+  InputStream& in_;
+};
+
+// Writes the serializer's bytes to an opc::OutputStream.
+class OpcFormatTarget : public x::XMLFormatTarget {
+ public:
+  explicit OpcFormatTarget(OutputStream& out) : out_(out) {}
+  void writeChars(const XMLByte* const bytes, const XMLSize_t count,
+                  x::XMLFormatter* const) override {
+    out_.write(reinterpret_cast<const char*>(bytes), count);
+  }
+  void flush() override { out_.flush(); }
+
+ private:
+  OutputStream& out_;
+};
+
+// Refuses every external resource a document or a schema asks for: entities, DTDs, schemas.
+class DenyAllResolver : public x::DOMLSResourceResolver {
+ public:
+  x::DOMLSInput* resolveResource(const XMLCh* const resourceType, const XMLCh* const,
+                                 const XMLCh* const publicId, const XMLCh* const systemId,
+                                 const XMLCh* const baseURI) override {
+    throw InvalidXMLDocument(narrow(baseURI) + ": refused to load the external " +
+                             narrow(resourceType) + " resource \"" +
+                             narrow(systemId != nullptr ? systemId : publicId) + "\"");
+  }
+};
+
+x::DOMImplementation& implementation() {
+  static const XMLCh kFeatures[] = u"LS";
+  auto* impl = x::DOMImplementationRegistry::getDOMImplementation(kFeatures);
+  if (impl == nullptr) throw std::runtime_error("Xerces-C has no DOM implementation with LS");
+  return *impl;
+}
+
+// What a parser relies on but does not own. A base listed before the parser's own base, so it
+// is built before the parser and destroyed after it.
+struct ParserDefences {
+  DenyAllResolver resolver;
+  x::SecurityManager securityManager;
+  XercesErrorHandler fallbackErrors;  // reports errors while the caller has installed no handler
+  std::uint64_t sizeLimit = 0;
+};
+
+// The one parser class of the project. Xerces-C 3.2 has no working switch to refuse a
+// DOCTYPE, so the parser intercepts the scanner's report of one; that report comes before
+// the internal subset is read, so no entity is ever declared or expanded.
+class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
+ public:
+  explicit HardenedParser(std::uint64_t maxDocumentSize)
+      : x::DOMLSParserImpl(nullptr, x::XMLPlatformUtils::fgMemoryManager, nullptr) {
+    sizeLimit = maxDocumentSize;
+    securityManager.setEntityExpansionLimit(kEntityExpansionLimit);
+    x::DOMConfiguration* config = getDomConfig();
+    config->setParameter(x::XMLUni::fgDOMNamespaces, true);
+    config->setParameter(x::XMLUni::fgDOMValidate, false);
+    config->setParameter(x::XMLUni::fgDOMValidateIfSchema, false);
+    config->setParameter(x::XMLUni::fgXercesSchema, true);
+    config->setParameter(x::XMLUni::fgXercesLoadSchema, false);
+    config->setParameter(x::XMLUni::fgXercesLoadExternalDTD, false);
+    config->setParameter(x::XMLUni::fgXercesDisableDefaultEntityResolution, true);
+    config->setParameter(x::XMLUni::fgXercesCacheGrammarFromParse, false);
+    config->setParameter(x::XMLUni::fgXercesUseCachedGrammarInParse, false);
+    config->setParameter(x::XMLUni::fgDOMResourceResolver,
+                         static_cast<x::DOMLSResourceResolver*>(&resolver));
+    config->setParameter(x::XMLUni::fgXercesSecurityManager, &securityManager);
+    getScanner()->setErrorReporter(this);
+  }
+
+  x::DOMDocument* parse(const x::DOMLSInput* source) override {
+    // The caller's input is read through a counting stream, whatever kind of input it is.
+    x::Wrapper4DOMLSInput original(const_cast<x::DOMLSInput*>(source), nullptr, false,
+                                   getMemoryManager());
+    CappedInputSource capped(original, sizeLimit);
+    x::Wrapper4InputSource wrapped(&capped, false, getMemoryManager());
+    x::DOMDocument* document = nullptr;
+    try {
+      document = x::DOMLSParserImpl::parse(&wrapped);
+    } catch (...) {
+      // The read failure is the cause; the parser's complaint about the cut input is not.
+      capped.rethrowReadFailure();
+      throw;
+    }
+    capped.rethrowReadFailure();
+    return document;
+  }
+
+  // A document named by its URI is opened as the scanner would open it (a URL, else a local
+  // file), then read through parse(), so the cap applies to it too.
+  x::DOMDocument* parseURI(const XMLCh* const uri) override {
+    x::XMLURL url(getMemoryManager());
+    std::unique_ptr<x::InputSource> source;
+    if (x::XMLURL::parse(uri, url) && !url.isRelative()) {
+      source.reset(new (getMemoryManager()) x::URLInputSource(url, getMemoryManager()));
+    } else {
+      source.reset(new (getMemoryManager()) x::LocalFileInputSource(uri, getMemoryManager()));
+    }
+    x::Wrapper4InputSource input(source.get(), false, getMemoryManager());
+    return parse(&input);
+  }
+
+  x::DOMDocument* parseURI(const char* const uri) override {
+    return parseURI(fl::i18n::to_ustring(uri).c_str());
+  }
+
+  void doctypeDecl(const x::DTDElementDecl&, const XMLCh* const, const XMLCh* const, const bool,
+                   const bool) override {
+    const x::Locator* where = getScanner()->getLocator();
+    throw InvalidXMLDocument(narrow(where->getSystemId()) + ", line " +
+                             std::to_string(where->getLineNumber()) + ", column " +
+                             std::to_string(where->getColumnNumber()) +
+                             ": a DOCTYPE declaration is not allowed");
+  }
+
+  // Stock Xerces-C calls the DOMErrorHandler inside a catch-all and parses on, so a handler
+  // could never stop a parse by throwing. Errors are handed over here instead, and whatever
+  // the handler throws reaches the caller.
+  void error(const unsigned int code, const XMLCh* const, const x::XMLErrorReporter::ErrTypes type,
+             const XMLCh* const text, const XMLCh* const systemId, const XMLCh* const,
+             const XMLFileLoc line, const XMLFileLoc column) override {
+    auto* handler = static_cast<x::DOMErrorHandler*>(
+        const_cast<void*>(getParameter(x::XMLUni::fgDOMErrorHandler)));
+    if (handler == nullptr) handler = &fallbackErrors;
+    x::DOMError::ErrorSeverity severity =
+        type == x::XMLErrorReporter::ErrType_Warning ? x::DOMError::DOM_SEVERITY_WARNING
+        : type == x::XMLErrorReporter::ErrType_Fatal ? x::DOMError::DOM_SEVERITY_FATAL_ERROR
+                                                     : x::DOMError::DOM_SEVERITY_ERROR;
+    x::DOMLocatorImpl where(line, column, getCurrentNode(), systemId);
+    x::DOMErrorImpl domError(severity, text, &where);
+    if (!handler->handleError(domError) && !getScanner()->getInException()) {
+      throw static_cast<x::XMLErrs::Codes>(code);
+    }
+  }
+
+  using x::DOMLSParserImpl::setParameter;
+  void setParameter(const XMLCh* name, const void* value) override {
+    x::DOMLSParserImpl::setParameter(name, value);
+    // Removing the handler also unhooks the parser from the scanner's errors; hook it again so
+    // that errors still reach the fallback handler.
+    if (value == nullptr &&
+        x::XMLString::compareIStringASCII(name, x::XMLUni::fgDOMErrorHandler) == 0) {
+      getScanner()->setErrorReporter(this);
+    }
+  }
+
+  // Hands the last document to the caller, so the parser's pool does not keep it.
+  x::DOMDocument* takeDocument() { return adoptDocument(); }
+};
+
+HardenedParser& hardened(x::DOMLSParser& parser) {
+  auto* mine = dynamic_cast<HardenedParser*>(&parser);
+  if (mine == nullptr) {
+    throw std::runtime_error("an XML parser not made by XercesHelper::createParser was given");
+  }
+  return *mine;
+}
+
+// Installs an error handler on a configuration for one scope, then restores the previous one.
+class ScopedErrorHandler {
+ public:
+  explicit ScopedErrorHandler(x::DOMConfiguration& config) : config_(config) {
+    previous_ = config_.getParameter(x::XMLUni::fgDOMErrorHandler);
+    config_.setParameter(x::XMLUni::fgDOMErrorHandler, static_cast<x::DOMErrorHandler*>(&handler_));
+  }
+  ~ScopedErrorHandler() { config_.setParameter(x::XMLUni::fgDOMErrorHandler, previous_); }
+  ScopedErrorHandler(const ScopedErrorHandler&) = delete;
+  ScopedErrorHandler& operator=(const ScopedErrorHandler&) = delete;
+  const XercesErrorHandler& handler() const { return handler_; }
+
+ private:
+  x::DOMConfiguration& config_;
+  XercesErrorHandler handler_;
+  const void* previous_;
+};
+
+std::shared_ptr<const XercesGuard> newGuard() { return std::make_shared<const XercesGuard>(); }
+
+}  // namespace
+
+XercesGuard::XercesGuard() {
+  std::lock_guard<std::mutex> lock(initMutex());
+  try {
+    // Xerces-C counts nested initialisations itself; a guard only pairs the calls.
+    x::XMLPlatformUtils::Initialize();
+  } catch (const x::XMLException& e) {
+    throw std::runtime_error("cannot initialise Xerces-C: " + narrow(e.getMessage()));
+  }
+}
+
+XercesGuard::XercesGuard(const XercesGuard&) : XercesGuard() {}
+
+XercesGuard::~XercesGuard() {
+  std::lock_guard<std::mutex> lock(initMutex());
+  x::XMLPlatformUtils::Terminate();
+}
+
+DOMLSParserReleaser::DOMLSParserReleaser(std::shared_ptr<const XercesGuard> guard)
+    : guard_(std::move(guard)) {}
+void DOMLSParserReleaser::operator()(x::DOMLSParser* parser) const { parser->release(); }
+
+DOMLSSerializerReleaser::DOMLSSerializerReleaser(std::shared_ptr<const XercesGuard> guard)
+    : guard_(std::move(guard)) {}
+void DOMLSSerializerReleaser::operator()(x::DOMLSSerializer* serializer) const {
+  serializer->release();
+}
+
+DOMDocumentReleaser::DOMDocumentReleaser(std::shared_ptr<const XercesGuard> guard)
+    : guard_(std::move(guard)) {}
+void DOMDocumentReleaser::operator()(x::DOMDocument* document) const { document->release(); }
+
+bool XercesErrorHandler::handleError(const x::DOMError& error) {
+  if (error.getSeverity() == x::DOMError::DOM_SEVERITY_WARNING) return true;
+  const x::DOMLocator* where = error.getLocation();
+  std::string text;
+  if (where != nullptr) {
+    text = narrow(where->getURI());
+    if (where->getLineNumber() > 0) {
+      text += ", line " + std::to_string(where->getLineNumber()) + ", column " +
+              std::to_string(where->getColumnNumber());
+    }
+  }
+  text = (text.empty() ? std::string() : text + ": ") + narrow(error.getMessage());
+  if (message_.empty()) message_ = text;
+  throw InvalidXMLDocument(text);
+}
+
+DOMLSParserPtr XercesHelper::createParser(std::uint64_t maxDocumentSize) {
+  auto guard = newGuard();
+  // Xerces-C frees parsers through release(), with the memory manager they were made with.
+  auto* parser = new (x::XMLPlatformUtils::fgMemoryManager) HardenedParser(maxDocumentSize);
+  return DOMLSParserPtr(parser, DOMLSParserReleaser(std::move(guard)));
+}
+
+DOMLSSerializerPtr XercesHelper::createWriter() {
+  auto guard = newGuard();
+  DOMLSSerializerPtr writer(implementation().createLSSerializer(),
+                            DOMLSSerializerReleaser(std::move(guard)));
+  writer->getDomConfig()->setParameter(x::XMLUni::fgDOMXMLDeclaration, true);
+  return writer;
+}
+
+DOMDocumentPtr XercesHelper::createDocument() {
+  auto guard = newGuard();
+  return DOMDocumentPtr(implementation().createDocument(), DOMDocumentReleaser(std::move(guard)));
+}
+
+DOMDocumentPtr XercesHelper::createDocument(const ustring& namespaceUri,
+                                            const ustring& qualifiedName) {
+  auto guard = newGuard();
+  return DOMDocumentPtr(
+      implementation().createDocument(namespaceUri.empty() ? nullptr : namespaceUri.c_str(),
+                                      qualifiedName.c_str(), nullptr),
+      DOMDocumentReleaser(std::move(guard)));
+}
+
+DOMDocumentPtr XercesHelper::readDocumentFromStream(x::DOMLSParser& parser, InputStream& in,
+                                                    bool validate, const ustring& namespaceUri,
+                                                    const ustring& schemaLocation,
+                                                    const ustring& documentName) {
+  HardenedParser& mine = hardened(parser);
+  auto guard = newGuard();
+  x::DOMConfiguration* config = mine.getDomConfig();
+  config->setParameter(x::XMLUni::fgDOMValidate, validate);
+  if (validate && !namespaceUri.empty() && !schemaLocation.empty()) {
+    // Loading schemas is switched off, so this only ties the namespace to its cached grammar.
+    ustring pair = namespaceUri + u" " + schemaLocation;
+    config->setParameter(x::XMLUni::fgXercesSchemaExternalSchemaLocation, pair.c_str());
+  }
+
+  OpcInputSource source(in, documentName);
+  x::Wrapper4InputSource input(&source, false);
+  ScopedErrorHandler errors(*config);
+  x::DOMDocument* parsed = mine.parse(&input);
+  DOMDocumentPtr document(parsed != nullptr ? mine.takeDocument() : nullptr,
+                          DOMDocumentReleaser(std::move(guard)));
+  if (!document || document->getDocumentElement() == nullptr) {
+    throw InvalidXMLDocument(detail::describe(documentName) + ": no document element was read");
+  }
+  if (!namespaceUri.empty()) {
+    const XMLCh* actual = document->getDocumentElement()->getNamespaceURI();
+    if (actual == nullptr || namespaceUri != actual) {
+      throw InvalidXMLDocument(detail::describe(documentName) + ": the root element \"" +
+                               narrow(document->getDocumentElement()->getNodeName()) +
+                               "\" is in namespace \"" + narrow(actual) + "\", not \"" +
+                               detail::describe(namespaceUri) + "\"");
+    }
+  }
+  return document;
+}
+
+void XercesHelper::writeDocumentToStream(x::DOMLSSerializer& writer, const x::DOMDocument& document,
+                                         OutputStream& out) {
+  XercesGuard guard;
+  OpcFormatTarget target(out);
+  std::unique_ptr<x::DOMLSOutput, void (*)(x::DOMLSOutput*)> output(
+      implementation().createLSOutput(), [](x::DOMLSOutput* o) { o->release(); });
+  output->setByteStream(&target);
+  output->setEncoding(u"UTF-8");
+  ScopedErrorHandler errors(*writer.getDomConfig());
+  bool written = writer.write(&document, output.get());
+  // The serializer swallows what its handler throws; the handler kept the reason.
+  if (!written || errors.handler().hasError()) {
+    throw InvalidXMLDocument(
+        "cannot serialize the XML document: " +
+        (errors.handler().hasError() ? errors.handler().getMessage() : "unknown error"));
+  }
+}
+
+}  // namespace opc::util

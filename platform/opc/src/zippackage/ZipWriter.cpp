@@ -1,0 +1,660 @@
+// Zip archive writer: local headers, streamed item data, central directory and end records.
+//
+// The records are written here rather than through minizip's zip writer because minizip 1.1
+// takes the Zip64 decisions itself and gets them wrong for us: asked for Zip64 on an entry that
+// stays small it writes version 4.5 and a Zip64 block in the local header but 2.0 and no block
+// in the central directory (strict readers refuse the mismatch); it cannot grow a local header
+// when an entry of unknown size passes 4 GiB; it writes the Zip64 end record only above 65,535
+// entries although a count of exactly 65,535 already needs it; and its limits are fixed, so the
+// Zip64 forms could never be exercised without writing 4 GiB. Compression is zlib's raw deflate
+// on one long-lived z_stream, reset between items (a reset costs a fraction of a fresh stream's
+// set-up, which matters over tens of thousands of small items), with the CRC-32 computed here.
+//
+// Items are written in their final place as they arrive. The local header is rewritten once
+// the item is finished, with the CRC and sizes (the temporary file is seekable, so no data
+// descriptors are needed). An item whose size was not announced, or announced wrongly, may
+// turn out to need the 20-byte Zip64 block in its local header, or not need the one it got:
+// its data is then moved by 20 bytes inside the file, once, when it is finished. That costs one
+// extra pass over that item's data, only for items beyond 4 GiB whose size hint was wrong,
+// and keeps every other item free of Zip64 records and of padding.
+#include "ZipWriter.hpp"
+
+#define ZLIB_CONST
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <stdexcept>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "../core/FileHandle.hpp"
+#include "ZipErrors.hpp"
+#include "ZipFormat.hpp"
+
+namespace opc::zippackage {
+
+namespace {
+
+constexpr std::size_t kOutputBufferSize = 256 * 1024;
+constexpr std::size_t kRelocationChunk = 1024 * 1024;
+constexpr int kDeflateLevel = 6;
+constexpr int kDeflateMemLevel = 8;
+constexpr unsigned kArchiveFileMode = 0666;
+constexpr std::size_t kMaxNameLength = 0xFFFF;
+constexpr const char* kTemporaryPrefix = ".kzfzip-";
+
+/// Clamps a byte count to what one zlib call accepts.
+unsigned zlibChunk(std::size_t count) {
+  return static_cast<unsigned>(std::min<std::size_t>(count, UINT_MAX));
+}
+
+/// Buffered output at explicit file offsets, with rewriting of bytes already written.
+class OutputBuffer {
+ public:
+  explicit OutputBuffer(const core::FileHandle& file) : file_(file), buffer_(kOutputBufferSize) {}
+
+  std::uint64_t position() const { return base_ + used_; }
+
+  void append(const void* data, std::size_t count) {
+    if (used_ + count > buffer_.size()) flush();
+    if (count >= buffer_.size()) {
+      file_.writeAt(base_, data, count);
+      base_ += count;
+      return;
+    }
+    std::memcpy(buffer_.data() + used_, data, count);
+    used_ += count;
+  }
+
+  /// Free room at the end of the buffer (at least one byte), flushing first when full.
+  unsigned char* room(std::size_t& available) {
+    if (used_ == buffer_.size()) flush();
+    available = buffer_.size() - used_;
+    return buffer_.data() + used_;
+  }
+
+  void commit(std::size_t count) { used_ += count; }
+
+  void flush() {
+    if (used_ == 0) return;
+    file_.writeAt(base_, buffer_.data(), used_);
+    base_ += used_;
+    used_ = 0;
+  }
+
+  /// Rewrites `count` bytes at `offset`, all of them already appended.
+  void patch(std::uint64_t offset, const unsigned char* data, std::size_t count) {
+    if (offset < base_) {
+      auto inFile = static_cast<std::size_t>(std::min<std::uint64_t>(count, base_ - offset));
+      file_.writeAt(offset, data, inFile);
+      offset += inFile;
+      data += inFile;
+      count -= inFile;
+    }
+    if (count > 0) std::memcpy(buffer_.data() + (offset - base_), data, count);
+  }
+
+  /// Continues at `position` after data was moved in the file behind the buffer's back.
+  void restartAt(std::uint64_t position) {
+    flush();
+    base_ = position;
+  }
+
+ private:
+  const core::FileHandle& file_;
+  std::vector<unsigned char> buffer_;
+  std::size_t used_ = 0;
+  std::uint64_t base_ = 0;
+};
+
+/// A raw deflate stream kept for the writer's lifetime and reset between items.
+class Deflater {
+ public:
+  explicit Deflater(const std::string& archive) {
+    int rc = deflateInit2(&stream_, kDeflateLevel, Z_DEFLATED, -MAX_WBITS, kDeflateMemLevel,
+                          Z_DEFAULT_STRATEGY);
+    if (rc != Z_OK) {
+      throwArchiveError(archive,
+                        std::string("cannot set up the deflate compressor: ") + zError(rc));
+    }
+  }
+  ~Deflater() { deflateEnd(&stream_); }
+  Deflater(const Deflater&) = delete;
+  Deflater& operator=(const Deflater&) = delete;
+
+  z_stream& stream() { return stream_; }
+  void reset() { deflateReset(&stream_); }
+
+ private:
+  z_stream stream_{};
+};
+
+/// The DOS date and time of "now" in local time, computed once per second.
+class DosClock {
+ public:
+  std::uint32_t now() {
+    std::time_t t = std::time(nullptr);
+    if (t != last_) {
+      last_ = t;
+      value_ = convert(t);
+    }
+    return value_;
+  }
+
+ private:
+  // DOS dates run from 1980 to 2107; a clock outside that range is pinned to its ends.
+  static std::uint32_t convert(std::time_t t) {
+    constexpr std::uint32_t kEarliest = (1u << 5 | 1u) << 16;  // 1980-01-01 00:00:00
+    constexpr std::uint32_t kLatest =
+        (127u << 9 | 12u << 5 | 31u) << 16 | (23u << 11 | 59u << 5 | 29u);  // 2107-12-31 23:59:58
+    std::tm lt{};
+    if (localtime_r(&t, &lt) == nullptr || lt.tm_year < 80) return kEarliest;
+    if (lt.tm_year > 207) return kLatest;
+    auto date =
+        static_cast<std::uint32_t>((lt.tm_year - 80) << 9 | (lt.tm_mon + 1) << 5 | lt.tm_mday);
+    auto time = static_cast<std::uint32_t>(lt.tm_hour << 11 | lt.tm_min << 5 | lt.tm_sec / 2);
+    return date << 16 | time;
+  }
+
+  std::time_t last_ = -1;
+  std::uint32_t value_ = 0;
+};
+
+/// True for a name with non-ASCII bytes that form valid UTF-8: such a name gets the UTF-8 flag
+/// so that other tools show it correctly. Other names are stored with the flag clear.
+bool isNonAsciiUtf8(const std::string& name) {
+  bool nonAscii = false;
+  const auto* p = reinterpret_cast<const unsigned char*>(name.data());
+  const auto* end = p + name.size();
+  while (p < end) {
+    unsigned char c = *p;
+    if (c < 0x80) {
+      ++p;
+      continue;
+    }
+    nonAscii = true;
+    int length = c >= 0xC2 && c <= 0xDF   ? 2
+                 : c >= 0xE0 && c <= 0xEF ? 3
+                 : c >= 0xF0 && c <= 0xF4 ? 4
+                                          : 0;
+    if (length == 0 || end - p < length) return false;
+    for (int i = 1; i < length; ++i) {
+      if ((p[i] & 0xC0) != 0x80) return false;
+    }
+    // Overlong forms, surrogates and values above U+10FFFF.
+    if ((c == 0xE0 && p[1] < 0xA0) || (c == 0xED && p[1] > 0x9F) || (c == 0xF0 && p[1] < 0x90) ||
+        (c == 0xF4 && p[1] > 0x8F)) {
+      return false;
+    }
+    p += length;
+  }
+  return nonAscii;
+}
+
+/// One item as the central directory will list it.
+struct Entry {
+  std::string name;
+  std::uint64_t offset = 0;  ///< of the local header
+  std::uint64_t compressedSize = 0;
+  std::uint64_t size = 0;
+  std::uint32_t crc = 0;
+  std::uint32_t dosTime = 0;  ///< date in the high half, time in the low half
+  std::uint16_t method = 0;
+  std::uint16_t flags = 0;
+  bool zip64Sizes = false;  ///< sizes live in Zip64 blocks, local and central
+};
+
+}  // namespace
+
+/// The writer's state, shared with the item streams (which hold it weakly).
+class ZipWriterCore {
+ public:
+  ZipWriterCore(const std::string& path, const ZipWriterOptions& options)
+      : path_(path),
+        options_(checked(path, options)),
+        file_(core::createUniqueFile(core::directoryOf(path), kTemporaryPrefix, kArchiveFileMode)),
+        temporaryPath_(file_.path()),
+        out_(file_) {}
+
+  ~ZipWriterCore() {
+    if (state_ == State::Writing) discardTemporary(true);
+  }
+
+  ZipWriterCore(const ZipWriterCore&) = delete;
+  ZipWriterCore& operator=(const ZipWriterCore&) = delete;
+
+  const std::string& path() const { return path_; }
+  const std::string& temporaryPath() const { return temporaryPath_; }
+
+  std::uint64_t beginItem(const std::string& name, interfaces::CompressionType compression,
+                          std::uint64_t sizeHint) {
+    requireWriting();
+    std::uint16_t method = methodOf(name, compression);
+    checkName(name);
+    guarded([&] {
+      if (itemOpen_) finishItem();
+      Entry entry;
+      entry.name = name;
+      entry.offset = out_.position();
+      entry.method = method;
+      entry.flags = isNonAsciiUtf8(name) ? format::kFlagUtf8Name : 0;
+      entry.dosTime = clock_.now();
+      entry.zip64Sizes = sizeHint >= options_.limits.size;
+      names_.insert(name);
+      entries_.push_back(std::move(entry));
+      writeLocalHeader(entries_.back());
+      if (method == format::kMethodDeflated) {
+        if (deflater_) {
+          deflater_->reset();
+        } else {
+          deflater_ = std::make_unique<Deflater>(path_);
+        }
+      }
+      dataStart_ = out_.position();
+      crc_ = static_cast<std::uint32_t>(crc32_z(0, nullptr, 0));
+      consumed_ = 0;
+      itemOpen_ = true;
+      ++serial_;
+    });
+    return serial_;
+  }
+
+  void writeItem(std::uint64_t serial, const std::string& name, const char* data,
+                 std::size_t count) {
+    requireCurrent(serial, name);
+    guarded([&] {
+      const auto* bytes = reinterpret_cast<const unsigned char*>(data);
+      crc_ = static_cast<std::uint32_t>(crc32_z(crc_, bytes, count));
+      consumed_ += count;
+      if (entries_.back().method == format::kMethodStored) {
+        out_.append(bytes, count);
+      } else {
+        deflate(bytes, count, Z_NO_FLUSH);
+      }
+    });
+  }
+
+  void requireCurrent(std::uint64_t serial, const std::string& name) const {
+    requireWriting();
+    if (!itemOpen_ || serial != serial_) {
+      throwItemError(path_, name, "is already finished; no more bytes can be written to it");
+    }
+  }
+
+  void close() {
+    requireWriting();
+    guarded([&] {
+      if (itemOpen_) finishItem();
+      writeDirectory();
+      out_.flush();
+      file_.truncate(out_.position());
+      if (options_.syncOnClose) file_.sync();
+      file_.close();
+      if (std::rename(temporaryPath_.c_str(), path_.c_str()) != 0) {
+        int error = errno;
+        core::throwFileError(
+            path_, ("rename the temporary file " + temporaryPath_ + " onto it").c_str(), error);
+      }
+      state_ = State::Closed;
+      if (options_.syncOnClose) core::syncDirectory(core::directoryOf(path_));
+    });
+  }
+
+  void abandon() noexcept {
+    if (state_ == State::Writing) discardTemporary(true);
+    if (state_ != State::Closed) state_ = State::Abandoned;
+  }
+
+ private:
+  enum class State { Writing, Failed, Closed, Abandoned };
+
+  static const ZipWriterOptions& checked(const std::string& path, const ZipWriterOptions& options) {
+    const Zip64Limits defaults;
+    const Zip64Limits& l = options.limits;
+    if (l.size == 0 || l.size > defaults.size || l.offset == 0 || l.offset > defaults.offset ||
+        l.entries == 0 || l.entries > defaults.entries) {
+      throw std::invalid_argument(path + ": Zip64 limits must lie between 1 and the format's own");
+    }
+    return options;
+  }
+
+  /// Runs one step of writing; its failure is the writer's first error and ends the archive.
+  template <typename Step>
+  void guarded(Step&& step) {
+    try {
+      step();
+    } catch (const std::exception& error) {
+      if (state_ == State::Writing) {
+        state_ = State::Failed;
+        firstError_ = error.what();
+        discardTemporary(!options_.keepTemporaryOnFailure);
+      }
+      throw;
+    }
+  }
+
+  void requireWriting() const {
+    if (state_ == State::Failed) {
+      throwArchiveError(path_, "cannot be written after an earlier error: " + firstError_);
+    }
+    if (state_ != State::Writing) throwArchiveError(path_, "is no longer open for writing");
+  }
+
+  std::uint16_t methodOf(const std::string& name, interfaces::CompressionType compression) const {
+    switch (compression) {
+      case interfaces::CompressionType::Stored:
+        return format::kMethodStored;
+      case interfaces::CompressionType::Deflated:
+        return format::kMethodDeflated;
+    }
+    throwItemError(path_, name,
+                   "unknown compression type " + std::to_string(static_cast<int>(compression)));
+  }
+
+  void checkName(const std::string& name) const {
+    if (name.empty()) throwArchiveError(path_, "an item name must not be empty");
+    if (name.size() > kMaxNameLength) {
+      throwItemError(path_, name.substr(0, 64) + "...",
+                     "name is longer than 65,535 bytes (" + std::to_string(name.size()) + ")");
+    }
+    if (name.find('\0') != std::string::npos) {
+      throwItemError(path_, name.substr(0, name.find('\0')), "name contains a NUL byte");
+    }
+    if (names_.count(name) != 0) throwItemError(path_, name, "an item of this name exists already");
+  }
+
+  std::uint16_t versionNeeded(const Entry& entry) const {
+    return entry.zip64Sizes || entry.offset >= options_.limits.offset ? format::kVersionZip64
+                                                                      : format::kVersionDeflate;
+  }
+
+  /// The fixed part of the local header and, for Zip64 sizes, its Zip64 block.
+  void localHeader(const Entry& entry, unsigned char (&fixed)[format::kLocalHeaderSize],
+                   unsigned char (&zip64)[format::kLocalZip64ExtraSize]) const {
+    using namespace format;
+    put32(fixed, kLocalHeaderSignature);
+    put16(fixed + 4, versionNeeded(entry));
+    put16(fixed + 6, entry.flags);
+    put16(fixed + 8, entry.method);
+    put32(fixed + 10, entry.dosTime);
+    put32(fixed + 14, entry.crc);
+    put32(fixed + 18,
+          entry.zip64Sizes ? kZip64Marker32 : static_cast<std::uint32_t>(entry.compressedSize));
+    put32(fixed + 22, entry.zip64Sizes ? kZip64Marker32 : static_cast<std::uint32_t>(entry.size));
+    put16(fixed + 26, static_cast<std::uint16_t>(entry.name.size()));
+    put16(fixed + 28, entry.zip64Sizes ? kLocalZip64ExtraSize : 0);
+    put16(zip64, kZip64ExtraId);
+    put16(zip64 + 2, kLocalZip64ExtraSize - 4);
+    put64(zip64 + 4, entry.size);
+    put64(zip64 + 12, entry.compressedSize);
+  }
+
+  void writeLocalHeader(const Entry& entry) {
+    unsigned char fixed[format::kLocalHeaderSize];
+    unsigned char zip64[format::kLocalZip64ExtraSize];
+    localHeader(entry, fixed, zip64);
+    out_.append(fixed, sizeof fixed);
+    out_.append(entry.name.data(), entry.name.size());
+    if (entry.zip64Sizes) out_.append(zip64, sizeof zip64);
+  }
+
+  void rewriteLocalHeader(const Entry& entry) {
+    unsigned char fixed[format::kLocalHeaderSize];
+    unsigned char zip64[format::kLocalZip64ExtraSize];
+    localHeader(entry, fixed, zip64);
+    out_.patch(entry.offset, fixed, sizeof fixed);
+    if (entry.zip64Sizes) {
+      out_.patch(entry.offset + format::kLocalHeaderSize + entry.name.size(), zip64, sizeof zip64);
+    }
+  }
+
+  void deflate(const unsigned char* data, std::size_t count, int flush) {
+    z_stream& z = deflater_->stream();
+    do {
+      unsigned chunk = zlibChunk(count);
+      z.next_in = data;
+      z.avail_in = chunk;
+      do {
+        std::size_t available = 0;
+        unsigned char* room = out_.room(available);
+        unsigned offered = zlibChunk(available);
+        z.next_out = room;
+        z.avail_out = offered;
+        int rc = ::deflate(&z, flush);
+        out_.commit(offered - z.avail_out);
+        if (rc == Z_STREAM_END) return;
+        if (rc != Z_OK && rc != Z_BUF_ERROR) {
+          throwItemError(path_, entries_.back().name,
+                         std::string("compression failed: ") + zError(rc));
+        }
+        // Finishing goes on until the stream ends; plain input until all of it is taken.
+      } while (z.avail_in > 0 || flush == Z_FINISH);
+      data += chunk;
+      count -= chunk;
+    } while (count > 0);
+  }
+
+  void finishItem() {
+    Entry& entry = entries_.back();
+    itemOpen_ = false;
+    if (entry.method == format::kMethodDeflated) deflate(nullptr, 0, Z_FINISH);
+    entry.compressedSize = out_.position() - dataStart_;
+    entry.size = consumed_;
+    entry.crc = crc_;
+    bool zip64Sizes =
+        entry.size >= options_.limits.size || entry.compressedSize >= options_.limits.size;
+    if (zip64Sizes != entry.zip64Sizes) {
+      moveData(entry.compressedSize, zip64Sizes);
+      entry.zip64Sizes = zip64Sizes;
+    }
+    rewriteLocalHeader(entry);
+  }
+
+  /// Moves the current item's data by the size of the local Zip64 block: forward to make room
+  /// for it, or back to close the gap of one the item turned out not to need.
+  void moveData(std::uint64_t length, bool makeRoom) {
+    constexpr std::uint64_t shift = format::kLocalZip64ExtraSize;
+    out_.flush();
+    std::vector<unsigned char> chunk(static_cast<std::size_t>(
+        std::min<std::uint64_t>(kRelocationChunk, std::max<std::uint64_t>(length, 1))));
+    std::uint64_t done = 0;
+    while (done < length) {
+      auto n = static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), length - done));
+      // Growing copies from the end backwards, shrinking from the start, so that no byte is
+      // overwritten before it was copied.
+      std::uint64_t from = makeRoom ? dataStart_ + length - done - n : dataStart_ + done;
+      if (file_.readAt(from, chunk.data(), n) != n) {
+        throwArchiveError(temporaryPath_, "ends before the data written to it");
+      }
+      file_.writeAt(makeRoom ? from + shift : from - shift, chunk.data(), n);
+      done += n;
+    }
+    dataStart_ = makeRoom ? dataStart_ + shift : dataStart_ - shift;
+    out_.restartAt(dataStart_ + length);
+  }
+
+  void writeDirectory() {
+    using namespace format;
+    const Zip64Limits& limits = options_.limits;
+    std::uint64_t directoryStart = out_.position();
+    for (const Entry& entry : entries_) {
+      bool zip64Offset = entry.offset >= limits.offset;
+      unsigned char extra[4 + 3 * 8];
+      std::size_t extraLength = 4;
+      if (entry.zip64Sizes) {
+        put64(extra + extraLength, entry.size);
+        put64(extra + extraLength + 8, entry.compressedSize);
+        extraLength += 16;
+      }
+      if (zip64Offset) {
+        put64(extra + extraLength, entry.offset);
+        extraLength += 8;
+      }
+      if (extraLength == 4) extraLength = 0;
+      put16(extra, kZip64ExtraId);
+      put16(extra + 2, static_cast<std::uint16_t>(extraLength - 4));
+
+      unsigned char header[kCentralHeaderSize];
+      std::uint16_t version = versionNeeded(entry);
+      put32(header, kCentralHeaderSignature);
+      put16(header + 4, static_cast<std::uint16_t>(kHostUnix << 8 | version));
+      put16(header + 6, version);
+      put16(header + 8, entry.flags);
+      put16(header + 10, entry.method);
+      put32(header + 12, entry.dosTime);
+      put32(header + 16, entry.crc);
+      put32(header + 20,
+            entry.zip64Sizes ? kZip64Marker32 : static_cast<std::uint32_t>(entry.compressedSize));
+      put32(header + 24,
+            entry.zip64Sizes ? kZip64Marker32 : static_cast<std::uint32_t>(entry.size));
+      put16(header + 28, static_cast<std::uint16_t>(entry.name.size()));
+      put16(header + 30, static_cast<std::uint16_t>(extraLength));
+      put16(header + 32, 0);  // comment length
+      put16(header + 34, 0);  // disk number
+      put16(header + 36, 0);  // internal attributes
+      put32(header + 38, kRegularFileAttributes);
+      put32(header + 42, zip64Offset ? kZip64Marker32 : static_cast<std::uint32_t>(entry.offset));
+      out_.append(header, sizeof header);
+      out_.append(entry.name.data(), entry.name.size());
+      out_.append(extra, extraLength);
+    }
+    std::uint64_t directorySize = out_.position() - directoryStart;
+    std::uint64_t count = entries_.size();
+    bool countTooLarge = count >= limits.entries;
+    bool startTooLarge = directoryStart >= limits.offset;
+    bool sizeTooLarge = directorySize >= limits.size;
+
+    if (countTooLarge || startTooLarge || sizeTooLarge) {
+      std::uint64_t zip64EndOffset = out_.position();
+      unsigned char end64[kZip64EndSize];
+      put32(end64, kZip64EndSignature);
+      put64(end64 + 4, kZip64EndSize - 12);  // the record's size without its first 12 bytes
+      put16(end64 + 12, static_cast<std::uint16_t>(kHostUnix << 8 | kVersionZip64));
+      put16(end64 + 14, kVersionZip64);
+      put32(end64 + 16, 0);  // this disk
+      put32(end64 + 20, 0);  // disk of the directory
+      put64(end64 + 24, count);
+      put64(end64 + 32, count);
+      put64(end64 + 40, directorySize);
+      put64(end64 + 48, directoryStart);
+      out_.append(end64, sizeof end64);
+
+      unsigned char locator[kZip64LocatorSize];
+      put32(locator, kZip64LocatorSignature);
+      put32(locator + 4, 0);  // disk of the Zip64 end record
+      put64(locator + 8, zip64EndOffset);
+      put32(locator + 16, 1);  // number of disks
+      out_.append(locator, sizeof locator);
+    }
+
+    unsigned char end[kEndSize];
+    auto count16 = countTooLarge ? kZip64Marker16 : static_cast<std::uint16_t>(count);
+    put32(end, kEndSignature);
+    put16(end + 4, 0);  // this disk
+    put16(end + 6, 0);  // disk of the directory
+    put16(end + 8, count16);
+    put16(end + 10, count16);
+    put32(end + 12, sizeTooLarge ? kZip64Marker32 : static_cast<std::uint32_t>(directorySize));
+    put32(end + 16, startTooLarge ? kZip64Marker32 : static_cast<std::uint32_t>(directoryStart));
+    put16(end + 20, 0);  // comment length
+    out_.append(end, sizeof end);
+  }
+
+  /// Closes the temporary file and, if `remove`, deletes it. Never throws.
+  void discardTemporary(bool remove) noexcept {
+    { core::FileHandle closing = std::move(file_); }
+    if (remove) std::remove(temporaryPath_.c_str());
+  }
+
+  std::string path_;
+  ZipWriterOptions options_;
+  core::FileHandle file_;
+  std::string temporaryPath_;
+  OutputBuffer out_;
+  std::unique_ptr<Deflater> deflater_;
+  std::vector<Entry> entries_;
+  std::unordered_set<std::string> names_;
+  DosClock clock_;
+  State state_ = State::Writing;
+  std::string firstError_;
+  bool itemOpen_ = false;
+  std::uint64_t serial_ = 0;  ///< number of the current (last begun) item
+  std::uint64_t dataStart_ = 0;
+  std::uint32_t crc_ = 0;
+  std::uint64_t consumed_ = 0;
+};
+
+namespace {
+
+/// The stream of one item being written. It stays bound to that item: once the writer has
+/// moved on, or is gone, every write throws instead of reaching another item.
+class ItemOutputStream : public OutputStream {
+ public:
+  ItemOutputStream(std::weak_ptr<ZipWriterCore> core, std::string archive, std::string name,
+                   std::uint64_t serial)
+      : core_(std::move(core)),
+        archive_(std::move(archive)),
+        name_(std::move(name)),
+        serial_(serial) {}
+
+  std::size_t write(const char* data, std::size_t count) override {
+    lockCore()->writeItem(serial_, name_, data, count);
+    return count;
+  }
+
+  // Bytes reach the archive file as the writer's buffer fills and at close; there is nothing
+  // an item could flush on its own, but flushing a finished item is still a misuse.
+  void flush() override { lockCore()->requireCurrent(serial_, name_); }
+
+ private:
+  std::shared_ptr<ZipWriterCore> lockCore() const {
+    auto core = core_.lock();
+    if (!core) throwItemError(archive_, name_, "cannot be written: its package is closed");
+    return core;
+  }
+
+  std::weak_ptr<ZipWriterCore> core_;
+  std::string archive_;
+  std::string name_;
+  std::uint64_t serial_;
+};
+
+}  // namespace
+
+ZipWriter::ZipWriter(const std::string& path, const ZipWriterOptions& options)
+    : core_(std::make_shared<ZipWriterCore>(path, options)) {}
+
+ZipWriter::~ZipWriter() {
+  if (core_) core_->abandon();
+}
+
+ZipWriter::ZipWriter(ZipWriter&& other) noexcept = default;
+
+ZipWriter& ZipWriter::operator=(ZipWriter&& other) noexcept {
+  if (this != &other) {
+    if (core_) core_->abandon();
+    core_ = std::move(other.core_);
+  }
+  return *this;
+}
+
+std::shared_ptr<OutputStream> ZipWriter::addItem(const std::string& name,
+                                                 interfaces::CompressionType compression,
+                                                 std::uint64_t sizeHint) {
+  std::uint64_t serial = core_->beginItem(name, compression, sizeHint);
+  return std::make_shared<ItemOutputStream>(core_, core_->path(), name, serial);
+}
+
+void ZipWriter::close() { core_->close(); }
+
+void ZipWriter::abandon() noexcept { core_->abandon(); }
+
+const std::string& ZipWriter::temporaryPath() const { return core_->temporaryPath(); }
+
+}  // namespace opc::zippackage

@@ -1,0 +1,169 @@
+// Items written by the zip writer read back unchanged, and the archives pass other readers.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ZipTestArchive.hpp"
+
+namespace kzftest {
+namespace {
+
+struct RoundTripCase {
+  std::string name;
+  /// Builds the items when the test runs, so that large contents cost only their own rows.
+  std::function<std::vector<TestItem>()> items;
+};
+
+std::ostream& operator<<(std::ostream& out, const RoundTripCase& c) { return out << c.name; }
+
+class ZipRoundTrip : public ZipTest, public ::testing::WithParamInterface<RoundTripCase> {};
+
+TEST_P(ZipRoundTrip, ItemsReadBackUnchangedAndListedInOrder) {
+  const std::vector<TestItem> items = GetParam().items();
+  writePackage(packagePath(), items);
+  expectValidZip(packagePath());
+
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Read);
+  ASSERT_EQ(package.getItems().size(), items.size());
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const auto& listed = package.getItems()[i];
+    EXPECT_EQ(listed.name, items[i].name);
+    EXPECT_EQ(listed.size, items[i].content.size());
+    EXPECT_EQ(listed.method, items[i].compression == CompressionType::Stored ? 0 : 8);
+    EXPECT_FALSE(listed.encrypted);
+    ASSERT_EQ(package.findItem(items[i].name), &listed);
+    EXPECT_TRUE(readItem(package, items[i].name) == items[i].content) << items[i].name;
+  }
+  EXPECT_TRUE(strayFiles().empty());
+}
+
+using Items = std::vector<TestItem>;
+constexpr std::size_t kTwentyMegabytes = 20 * 1024 * 1024;
+
+INSTANTIATE_TEST_SUITE_P(
+    Zip, ZipRoundTrip,
+    ::testing::Values(
+        RoundTripCase{"EmptyItems",
+                      [] {
+                        return Items{{"empty-deflated", "", CompressionType::Deflated},
+                                     {"empty-stored", "", CompressionType::Stored}};
+                      }},
+        RoundTripCase{"SmallItems",
+                      [] {
+                        return Items{{"a.txt", "hello", CompressionType::Deflated},
+                                     {"b.txt", "world", CompressionType::Stored},
+                                     {"dir/sub/c.bin", std::string("\0\1\2\3", 4)}};
+                      }},
+        RoundTripCase{"TwentyMegabytesDeflated",
+                      [] {
+                        return Items{{"big.bin", sampleBytes(kTwentyMegabytes, 7)}};
+                      }},
+        RoundTripCase{
+            "TwentyMegabytesStored",
+            [] {
+              return Items{{"big.bin", sampleBytes(kTwentyMegabytes, 7), CompressionType::Stored}};
+            }},
+        RoundTripCase{"SizeHintsThatAreRight",
+                      [] {
+                        return Items{
+                            {"hinted.txt", sampleBytes(5000), CompressionType::Deflated, 5000},
+                            {"hinted-stored.txt", sampleBytes(300), CompressionType::Stored, 300}};
+                      }},
+        RoundTripCase{"AwkwardNames",
+                      [] {
+                        return Items{{"with space/a b.txt", "1"},
+                                     {"100%25 sure%.txt", "2"},
+                                     {"hash#tag/#", "3"},
+                                     {"utf8/\xc3\xa9t\xc3\xa9 \xe2\x82\xac.txt", "4"},
+                                     {"bytes/\xff\xfe\x80.bin", "5"}};
+                      }}),
+    [](const ::testing::TestParamInfo<RoundTripCase>& row) { return row.param.name; });
+
+TEST_F(ZipTest, SeveralItemStreamsReadInterleaved) {
+  std::vector<TestItem> items = {{"one", sampleBytes(300000, 1)},
+                                 {"two", sampleBytes(200000, 2), CompressionType::Stored},
+                                 {"three", sampleBytes(250000, 3)}};
+  writePackage(packagePath(), items);
+
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Read);
+  std::vector<std::unique_ptr<opc::InputStream>> streams;
+  std::vector<std::string> read(items.size());
+  for (const auto& item : items) streams.push_back(package.openItem(item.name));
+  bool progress = true;
+  while (progress) {
+    progress = false;
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+      char buffer[1000];
+      std::size_t n = streams[i]->read(buffer, sizeof buffer);
+      read[i].append(buffer, n);
+      progress = progress || n > 0;
+    }
+  }
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    EXPECT_TRUE(read[i] == items[i].content) << items[i].name;
+    EXPECT_TRUE(streams[i]->isEOF());
+  }
+  // Streams hold the file themselves: one opened before close still reads afterwards.
+  auto late = package.openItem("one");
+  package.close(false);
+  std::string lateContent;
+  char buffer[4096];
+  while (std::size_t n = late->read(buffer, sizeof buffer)) lateContent.append(buffer, n);
+  EXPECT_TRUE(lateContent == items[0].content);
+  EXPECT_ZIP_ERROR(package.openItem("one"), "package.zip", "not open for reading");
+}
+
+TEST_F(ZipTest, SeventyThousandItemsUseTheZip64EndRecord) {
+  const std::size_t count = 70000;
+  {
+    ZipPhysicalPackage package(upath(packagePath()), false, false);
+    package.open(OpenMode::Create);
+    for (std::size_t i = 0; i < count; ++i) {
+      std::string content = "item " + std::to_string(i);
+      auto stream =
+          package.createItem("d/" + std::to_string(i) + ".txt",
+                             i % 2 ? CompressionType::Stored : CompressionType::Deflated, 0);
+      stream->write(content.data(), content.size());
+    }
+    package.close(false);
+  }
+  EXPECT_TRUE(parseZip(readBytes(packagePath())).zip64End);
+  expectValidZip(packagePath());
+
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Read);
+  ASSERT_EQ(package.getItems().size(), count);
+  for (std::size_t i = 0; i < count; ++i) {
+    std::string name = "d/" + std::to_string(i) + ".txt";
+    ASSERT_EQ(readItem(package, name, 64), "item " + std::to_string(i)) << name;
+  }
+}
+
+TEST_F(ZipTest, LookupIsByExactName) {
+  writePackage(packagePath(), {{"Dir/Name.txt", "x"}});
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Read);
+  EXPECT_NE(package.findItem("Dir/Name.txt"), nullptr);
+  EXPECT_EQ(package.findItem("dir/name.txt"), nullptr);
+  EXPECT_EQ(package.findItem("/Dir/Name.txt"), nullptr);
+  EXPECT_ZIP_ERROR(package.openItem("dir/name.txt"), "package.zip", "'dir/name.txt'",
+                   "not in the archive");
+}
+
+TEST_F(ZipTest, APackageCanBeReopenedAfterClose) {
+  writePackage(packagePath(), {{"a", "first"}});
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Read);
+  EXPECT_EQ(readItem(package, "a"), "first");
+  package.close(false);
+  EXPECT_FALSE(package.isOpen());
+  package.open(OpenMode::Read);
+  EXPECT_EQ(readItem(package, "a"), "first");
+}
+
+}  // namespace
+}  // namespace kzftest

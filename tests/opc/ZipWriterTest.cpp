@@ -1,0 +1,254 @@
+// The zip writer's lifecycle: temporary file, atomic replacement, abandoning, misuse, failures.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "ZipTestArchive.hpp"
+
+namespace kzftest {
+namespace {
+
+namespace fs = boost::filesystem;
+
+/// Sets the process umask for one test.
+class UmaskGuard {
+ public:
+  explicit UmaskGuard(mode_t mask) : previous_(::umask(mask)) {}
+  ~UmaskGuard() { ::umask(previous_); }
+
+ private:
+  mode_t previous_;
+};
+
+mode_t fileMode(const fs::path& path) {
+  struct stat st {};
+  EXPECT_EQ(::stat(path.c_str(), &st), 0) << path;
+  return st.st_mode & 07777;
+}
+
+void writeText(const fs::path& path, const std::string& text) {
+  writeBytes(path, std::vector<unsigned char>(text.begin(), text.end()));
+}
+
+TEST_F(ZipTest, WhileWritingOnlyATemporaryFileBesideThePathExists) {
+  UmaskGuard umask(022);
+  ZipPhysicalPackage package(upath(packagePath()), true, false);
+  package.open(OpenMode::Create);
+  package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
+
+  EXPECT_FALSE(fs::exists(packagePath()));
+  auto stray = strayFiles();
+  ASSERT_EQ(stray.size(), 1u);
+  EXPECT_EQ(stray[0].rfind(".kzfzip-", 0), 0u) << stray[0];
+  EXPECT_EQ(fileMode(tmp / stray[0]), 0644u);
+
+  package.close(false);
+  EXPECT_TRUE(strayFiles().empty());
+  EXPECT_EQ(fileMode(packagePath()), 0644u);
+  expectValidZip(packagePath());
+}
+
+TEST_F(ZipTest, ItemsCarryTheLocalTimeOfWritingInDosForm) {
+  std::time_t before = std::time(nullptr);
+  writePackage(packagePath(), {{"a", "x"}});
+  std::time_t after = std::time(nullptr);
+  std::uint32_t dos = parseZip(readBytes(packagePath())).entries.at(0).central.dosTime;
+  std::tm written{};
+  written.tm_year = static_cast<int>(dos >> 25) + 80;
+  written.tm_mon = static_cast<int>(dos >> 21 & 0xF) - 1;
+  written.tm_mday = static_cast<int>(dos >> 16 & 0x1F);
+  written.tm_hour = static_cast<int>(dos >> 11 & 0x1F);
+  written.tm_min = static_cast<int>(dos >> 5 & 0x3F);
+  written.tm_sec = static_cast<int>(dos & 0x1F) * 2;
+  written.tm_isdst = -1;
+  std::time_t stamp = std::mktime(&written);
+  // DOS times count in steps of two seconds.
+  EXPECT_GE(stamp, before - 2);
+  EXPECT_LE(stamp, after);
+}
+
+TEST_F(ZipTest, APackageNeverClosedLeavesNothingBehind) {
+  {
+    ZipPhysicalPackage package(upath(packagePath()), true, false);
+    package.open(OpenMode::Create);
+    package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
+  }
+  EXPECT_FALSE(fs::exists(packagePath()));
+  EXPECT_TRUE(strayFiles().empty());
+}
+
+TEST_F(ZipTest, AnAbandonedPackageLeavesNothingBehind) {
+  ZipPhysicalPackage package(upath(packagePath()), true, false);
+  package.open(OpenMode::Create);
+  package.createItem("a", CompressionType::Stored, 0)->write("abc", 3);
+  package.close(true);
+  EXPECT_FALSE(package.isOpen());
+  EXPECT_FALSE(fs::exists(packagePath()));
+  EXPECT_TRUE(strayFiles().empty());
+}
+
+TEST_F(ZipTest, CloseReplacesAnExistingFileInOneStep) {
+  writeText(packagePath(), "the previous package");
+  ZipPhysicalPackage package(upath(packagePath()), true, false);
+  package.open(OpenMode::Create);
+  package.createItem("new.txt", CompressionType::Deflated, 0)->write("new", 3);
+  // Until the rename, readers of the path still see the previous file, whole.
+  auto before = readBytes(packagePath());
+  EXPECT_EQ(std::string(before.begin(), before.end()), "the previous package");
+
+  package.close(false);
+  EXPECT_EQ(readPackage(packagePath()), (std::map<std::string, std::string>{{"new.txt", "new"}}));
+  EXPECT_TRUE(strayFiles().empty());
+}
+
+TEST_F(ZipTest, AFinishedItemsStreamRefusesWritesAndLosesNoOtherBytes) {
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Create);
+  auto first = package.createItem("first.txt", CompressionType::Deflated, 0);
+  first->write("abc", 3);
+  auto second = package.createItem("second.txt", CompressionType::Stored, 0);
+  EXPECT_ZIP_ERROR(first->write("xyz", 3), "package.zip", "'first.txt'", "already finished");
+  EXPECT_ZIP_ERROR(first->flush(), "'first.txt'", "already finished");
+  second->write("def", 3);
+  package.close(false);
+  EXPECT_ZIP_ERROR(second->write("ghi", 3), "'second.txt'", "package is closed");
+
+  EXPECT_EQ(readPackage(packagePath()),
+            (std::map<std::string, std::string>{{"first.txt", "abc"}, {"second.txt", "def"}}));
+  expectValidZip(packagePath());
+}
+
+TEST_F(ZipTest, RefusedItemNamesLeaveThePackageUsable) {
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Create);
+  package.createItem("a.txt", CompressionType::Deflated, 0)->write("1", 1);
+  EXPECT_ZIP_ERROR(package.createItem("a.txt", CompressionType::Stored, 0), "'a.txt'",
+                   "exists already");
+  EXPECT_ZIP_ERROR(package.createItem("", CompressionType::Stored, 0), "must not be empty");
+  EXPECT_ZIP_ERROR(package.createItem(std::string("nul\0name", 8), CompressionType::Stored, 0),
+                   "'nul'", "NUL byte");
+  EXPECT_ZIP_ERROR(package.createItem(std::string(70000, 'n'), CompressionType::Stored, 0),
+                   "longer than 65,535 bytes");
+  package.createItem("b.txt", CompressionType::Deflated, 0)->write("2", 1);
+  package.close(false);
+  EXPECT_EQ(readPackage(packagePath()),
+            (std::map<std::string, std::string>{{"a.txt", "1"}, {"b.txt", "2"}}));
+}
+
+TEST_F(ZipTest, OperationsCheckTheOpenMode) {
+  writePackage(packagePath(), {{"a", "x"}});
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  EXPECT_FALSE(package.isOpen());
+  EXPECT_EQ(package.getMode(), OpenMode::Read);
+  EXPECT_EQ(package.getPath(), upath(packagePath()));
+  package.close(false);  // not open: nothing to do
+  EXPECT_ZIP_ERROR(package.getItems(), "package.zip", "not open for reading");
+
+  package.open(OpenMode::Read);
+  EXPECT_ZIP_ERROR(package.open(OpenMode::Read), "package.zip", "already open");
+  EXPECT_ZIP_ERROR(package.createItem("b", CompressionType::Stored, 0), "package.zip",
+                   "open for reading, not for creation");
+  package.close(false);
+
+  ZipPhysicalPackage created(upath(tmp / "new.zip"), false, false);
+  created.open(OpenMode::Create);
+  EXPECT_EQ(created.getMode(), OpenMode::Create);
+  EXPECT_ZIP_ERROR(created.findItem("a"), "new.zip", "open for creation, not for reading");
+  EXPECT_ZIP_ERROR(created.openItem("a"), "new.zip", "open for creation, not for reading");
+}
+
+TEST_F(ZipTest, OpeningAMissingFileNamesIt) {
+  ZipPhysicalPackage package(upath(tmp / "missing.zip"), false, false);
+  EXPECT_ZIP_ERROR(package.open(OpenMode::Read), "missing.zip", "cannot open for reading",
+                   "No such file");
+  EXPECT_FALSE(package.isOpen());
+}
+
+TEST_F(ZipTest, CreatingInAMissingDirectoryNamesIt) {
+  ZipPhysicalPackage package(upath(tmp / "no-such-dir" / "p.zip"), false, false);
+  EXPECT_ZIP_ERROR(package.open(OpenMode::Create), "no-such-dir", "cannot create a temporary file");
+}
+
+class ZipCloseFailure : public ZipTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(ZipCloseFailure, AFailedRenameIsReportedAndTheTemporaryFileRemovedUnlessKept) {
+  bool keep = GetParam();
+  // A non-empty directory at the path: the final rename cannot replace it.
+  fs::create_directories(packagePath() / "occupied");
+  ZipPhysicalPackage package(upath(packagePath()), false, keep);
+  package.open(OpenMode::Create);
+  package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
+  EXPECT_ZIP_ERROR(package.close(false), "package.zip", "cannot rename the temporary file");
+  EXPECT_FALSE(package.isOpen());
+  EXPECT_TRUE(fs::is_directory(packagePath()));
+  auto stray = strayFiles();
+  if (keep) {
+    ASSERT_EQ(stray.size(), 1u);
+    EXPECT_EQ(stray[0].rfind(".kzfzip-", 0), 0u);
+  } else {
+    EXPECT_TRUE(stray.empty());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Zip, ZipCloseFailure, ::testing::Values(false, true),
+                         [](const ::testing::TestParamInfo<bool>& row) {
+                           return row.param ? "TemporaryKept" : "TemporaryRemoved";
+                         });
+
+/// Lowers the file size limit so that writes beyond it fail with EFBIG instead of a signal.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::getrlimit(RLIMIT_FSIZE, &previous_);
+    previousHandler_ = ::signal(SIGXFSZ, SIG_IGN);
+    rlimit lowered = previous_;
+    lowered.rlim_cur = bytes;
+    ::setrlimit(RLIMIT_FSIZE, &lowered);
+  }
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &previous_);
+    ::signal(SIGXFSZ, previousHandler_);
+  }
+
+ private:
+  rlimit previous_{};
+  sighandler_t previousHandler_;
+};
+
+TEST_F(ZipTest, AWriteFailureEndsThePackageAndCloseReportsIt) {
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Create);
+  std::string error;
+  {
+    FileSizeLimit limit(1024 * 1024);
+    auto stream = package.createItem("big.bin", CompressionType::Stored, 0);
+    std::string block = sampleBytes(64 * 1024);
+    try {
+      for (int i = 0; i < 64; ++i) stream->write(block.data(), block.size());
+    } catch (const std::runtime_error& e) {
+      error = e.what();
+    }
+  }
+  ASSERT_NE(error.find("File too large"), std::string::npos) << error;
+  EXPECT_TRUE(strayFiles().empty()) << "the temporary file goes as soon as writing fails";
+  EXPECT_ZIP_ERROR(package.createItem("more", CompressionType::Stored, 0), "package.zip",
+                   "after an earlier error", "File too large");
+  EXPECT_ZIP_ERROR(package.close(false), "package.zip", "after an earlier error", "File too large");
+  EXPECT_FALSE(fs::exists(packagePath()));
+}
+
+TEST_F(ZipTest, Zip64LimitsAboveTheFormatsAreRefused) {
+  Zip64Limits limits;
+  limits.size = 0x100000000;
+  ZipPhysicalPackage package(upath(packagePath()), false, false, limits);
+  EXPECT_THROW(package.open(OpenMode::Create), std::invalid_argument);
+  EXPECT_TRUE(strayFiles().empty());
+}
+
+}  // namespace
+}  // namespace kzftest
