@@ -9,6 +9,7 @@
 #include <xercesc/dom/DOMError.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
+#include <xercesc/dom/DOMLSException.hpp>
 #include <xercesc/dom/DOMLSOutput.hpp>
 #include <xercesc/dom/DOMLSResourceResolver.hpp>
 #include <xercesc/dom/DOMLocator.hpp>
@@ -449,7 +450,16 @@ void XercesHelper::writeDocumentToStream(x::DOMLSSerializer& writer, const x::DO
   output->setByteStream(&target);
   output->setEncoding(u"UTF-8");
   ScopedErrorHandler errors(*writer.getDomConfig());
-  bool written = writer.write(&document, output.get());
+  bool written = false;
+  try {
+    written = writer.write(&document, output.get());
+  } catch (const x::DOMLSException& e) {
+    // Text the serializer cannot write (a lone surrogate, a control character) is thrown as
+    // a Xerces exception, which is not a std::exception: report it as this layer's error.
+    throw InvalidXMLDocument("cannot serialize the XML document: " + narrow(e.getMessage()));
+  } catch (const x::XMLException& e) {
+    throw InvalidXMLDocument("cannot serialize the XML document: " + narrow(e.getMessage()));
+  }
   // The serializer swallows what its handler throws; the handler kept the reason.
   if (!written || errors.handler().hasError()) {
     throw InvalidXMLDocument(

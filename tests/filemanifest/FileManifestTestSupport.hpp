@@ -1,0 +1,178 @@
+// Test support for the file manifest: text streams, captured standard output, hand-written
+// manifests and a plain (non-validating) look at what the serializer wrote.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <fl/i18n/DeployedException.hpp>
+#include <fl/i18n/QlLocale.hpp>
+#include <fl/i18n/ustring.hpp>
+#include <iostream>
+#include <kzfpackage/KZFExtractionManager.hpp>
+#include <kzfpackage/KZFExtractionSerializer.hpp>
+#include <map>
+#include <opc/Stream.hpp>
+#include <opc/util/XercesHelper.hpp>
+#include <resource_core/BaseMsgID.hpp>
+#include <sstream>
+#include <string>
+#include <variant>
+#include <vector>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
+#include <xercesc/dom/DOMNode.hpp>
+
+namespace kzftest {
+
+/// Collects what is written.
+class StringOutputStream : public opc::OutputStream {
+ public:
+  std::size_t write(const char* data, std::size_t count) override {
+    text.append(data, count);
+    return count;
+  }
+  void flush() override {}
+
+  std::string text;
+};
+
+/// Reads a text.
+class StringInputStream : public opc::InputStream {
+ public:
+  explicit StringInputStream(std::string text) : text_(std::move(text)) {}
+  std::size_t read(char* buffer, std::size_t max) override {
+    std::size_t count = std::min(max, text_.size() - position_);
+    std::memcpy(buffer, text_.data() + position_, count);
+    position_ += count;
+    eof_ = count == 0;
+    return count;
+  }
+  bool isEOF() const override { return eof_; }
+
+ private:
+  std::string text_;
+  std::size_t position_ = 0;
+  bool eof_ = false;
+};
+
+/// Redirects std::cout into a buffer for its lifetime.
+class CoutCapture {
+ public:
+  CoutCapture() : previous_(std::cout.rdbuf(buffer_.rdbuf())) {}
+  ~CoutCapture() { std::cout.rdbuf(previous_); }
+  CoutCapture(const CoutCapture&) = delete;
+  CoutCapture& operator=(const CoutCapture&) = delete;
+  std::string text() const { return buffer_.str(); }
+
+ private:
+  std::ostringstream buffer_;
+  std::streambuf* previous_;
+};
+
+/// The process locale's encoding name, as the serializer writes it.
+inline std::string localeEncoding() {
+  return std::get<std::string>(fl::i18n::QlLocale::global().get_encoding_name());
+}
+
+/// The line printmln writes for a warning identifier.
+inline std::string warningLine(const resource_core::BaseMsgID& id) {
+  return fl::i18n::DeployedException(id).message() + "\n";
+}
+
+/// A manifest document around `entries` (the "fileEntry" elements as text), with this
+/// build's platform tag and the process encoding unless others are given.
+inline std::string manifestText(const std::string& entries,
+                                const std::string& platform = KZF_PLATFORM_TAG,
+                                const std::string& encoding = localeEncoding()) {
+  return std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
+         Quorlith::kzfpackage::KZFExtractionSerializer::NAMESPACE + "\" platform=\"" + platform +
+         "\" encoding=\"" + encoding + "\">" + entries + "</fileEntries>";
+}
+
+/// One "fileEntry" element; `more` is added verbatim to its attributes.
+inline std::string entryText(const std::string& name, const std::string& type = "File",
+                             const std::string& more = "") {
+  return "<fileEntry name=\"" + name + "\" content=\"/" + name + "\" type=\"" + type + "\"" +
+         (more.empty() ? "" : " " + more) + "/>";
+}
+
+using Attributes = std::map<std::string, std::string>;
+
+/// A written manifest read back without validation: the root and each child element.
+struct WrittenManifest {
+  std::string rootName;
+  std::string rootNamespace;
+  Attributes rootAttributes;
+  std::vector<std::string> childNamespaces;
+  std::vector<Attributes> entries;
+};
+
+inline std::string narrow(const XMLCh* text) {
+  return text == nullptr ? std::string() : fl::i18n::to_string(fl::i18n::ustring(text));
+}
+
+inline Attributes attributesOf(const xercesc::DOMNode& node) {
+  Attributes result;
+  const xercesc::DOMNamedNodeMap* map = node.getAttributes();
+  for (XMLSize_t i = 0; i < map->getLength(); ++i) {
+    const xercesc::DOMNode* attribute = map->item(i);
+    if (narrow(attribute->getNodeName()).rfind("xmlns", 0) == 0) continue;
+    result[narrow(attribute->getNodeName())] = narrow(attribute->getNodeValue());
+  }
+  return result;
+}
+
+inline WrittenManifest readWritten(const std::string& xml) {
+  auto parser = opc::util::XercesHelper::createParser();
+  StringInputStream in(xml);
+  auto document = opc::util::XercesHelper::readDocumentFromStream(*parser, in, false, u"", u"");
+  const xercesc::DOMElement* root = document->getDocumentElement();
+  WrittenManifest written;
+  written.rootName = narrow(root->getLocalName());
+  written.rootNamespace = narrow(root->getNamespaceURI());
+  written.rootAttributes = attributesOf(*root);
+  for (const xercesc::DOMNode* child = root->getFirstChild(); child != nullptr;
+       child = child->getNextSibling()) {
+    written.childNamespaces.push_back(narrow(child->getNamespaceURI()));
+    written.entries.push_back(attributesOf(*child));
+  }
+  return written;
+}
+
+/// A serializer per test, with helpers to save to text and load from text (capturing what
+/// the load prints).
+class FileManifestTest : public ::testing::Test {
+ protected:
+  std::string save(const Quorlith::kzfpackage::KZFExtractionManager& manager) {
+    StringOutputStream out;
+    manager.save(out, serializer);
+    return out.text;
+  }
+
+  /// Loads `xml` into `manager` through KZFExtractionManager::load; keeps the printed text.
+  void loadInto(Quorlith::kzfpackage::KZFExtractionManager& manager, const std::string& xml) {
+    StringInputStream in(xml);
+    CoutCapture capture;
+    struct KeepPrinted {
+      CoutCapture& capture;
+      std::string& printed;
+      ~KeepPrinted() { printed = capture.text(); }
+    } keep{capture, printed};
+    manager.load(in, serializer);
+  }
+
+  Quorlith::kzfpackage::KZFExtractionManager load(const std::string& xml) {
+    Quorlith::kzfpackage::KZFExtractionManager manager;
+    loadInto(manager, xml);
+    return manager;
+  }
+
+  Quorlith::kzfpackage::KZFExtractionSerializer serializer;
+  /// What the last load printed on standard output.
+  std::string printed;
+};
+
+}  // namespace kzftest

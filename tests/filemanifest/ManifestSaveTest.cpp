@@ -1,0 +1,157 @@
+// Saving the file manifest: the root's attributes, one element per entry in key order, optional
+// date and permissions, and refusals that leave the stream untouched.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <boost/date_time/gregorian/gregorian_types.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <kzfpackage/KZFExtractionManager.hpp>
+#include <kzfpackage/KZFExtractionSerializer.hpp>
+#include <kzfpackage/KZFFileEntry.hpp>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+#include "FileManifestTestSupport.hpp"
+#include "KzfErrorMatchers.hpp"
+
+namespace {
+
+using kzftest::Attributes;
+using kzftest::readWritten;
+using Quorlith::kzfpackage::KZFExtractionManager;
+using Quorlith::kzfpackage::KZFExtractionSerializer;
+using Quorlith::kzfpackage::KZFFileEntry;
+using Quorlith::kzfpackage::KZFFileEntryType;
+using ::testing::HasSubstr;
+using ::testing::Not;
+namespace pt = boost::posix_time;
+
+class ManifestSaveTest : public kzftest::FileManifestTest {};
+
+TEST_F(ManifestSaveTest, EmptyManagerWritesTheRootWithBothAttributesAndNoChildren) {
+  const auto written = readWritten(save(KZFExtractionManager()));
+  EXPECT_EQ(written.rootName, "fileEntries");
+  EXPECT_EQ(written.rootNamespace, KZFExtractionSerializer::NAMESPACE);
+  EXPECT_EQ(written.rootAttributes,
+            (Attributes{{"platform", KZF_PLATFORM_TAG}, {"encoding", kzftest::localeEncoding()}}));
+  EXPECT_TRUE(written.entries.empty());
+}
+
+TEST_F(ManifestSaveTest, EntriesAreUnprefixedUnderTheRootsDefaultNamespace) {
+  KZFExtractionManager manager;
+  manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
+  const std::string text = save(manager);
+  EXPECT_THAT(text, HasSubstr(std::string("<fileEntries xmlns=\"") +
+                              KZFExtractionSerializer::NAMESPACE + "\""));
+  EXPECT_THAT(text, HasSubstr("<fileEntry "));
+  EXPECT_THAT(text, Not(HasSubstr("xmlns=\"\"")));  // no undeclaration on the entries
+  EXPECT_EQ(readWritten(text).childNamespaces,
+            std::vector<std::string>{KZFExtractionSerializer::NAMESPACE});
+}
+
+TEST_F(ManifestSaveTest, EntriesFollowTheManagersKeyOrderNotTheirNames) {
+  KZFExtractionManager manager;
+  manager.addEntry(u"/2", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
+  manager.addEntry(u"/1", KZFFileEntry(u"z", u"/z", KZFFileEntryType::Folder));
+  manager.addEntry(u"/3", KZFFileEntry(u"m", u"/m", KZFFileEntryType::SymLink));
+  const auto written = readWritten(save(manager));
+  ASSERT_EQ(written.entries.size(), 3u);
+  EXPECT_EQ(written.entries[0], (Attributes{{"name", "z"}, {"content", "/z"}, {"type", "Folder"}}));
+  EXPECT_EQ(written.entries[1], (Attributes{{"name", "a"}, {"content", "/a"}, {"type", "File"}}));
+  EXPECT_EQ(written.entries[2],
+            (Attributes{{"name", "m"}, {"content", "/m"}, {"type", "SymLink"}}));
+}
+
+TEST_F(ManifestSaveTest, DateIsWrittenInUtcWithItsFractionAndOnlyWhenPresent) {
+  KZFExtractionManager manager;
+  KZFFileEntry dated(u"dated", u"/dated", KZFFileEntryType::File);
+  dated.setDate(pt::ptime(boost::gregorian::date(2040, 2, 29),
+                          pt::hours(23) + pt::minutes(59) + pt::seconds(58) + pt::millisec(250)));
+  KZFFileEntry notATime(u"nat", u"/nat", KZFFileEntryType::File);
+  notATime.setDate(pt::ptime(pt::not_a_date_time));  // present, but its text is empty
+  manager.addEntry(u"1", dated);
+  manager.addEntry(u"2", notATime);
+  manager.addEntry(u"3", KZFFileEntry(u"undated", u"/undated", KZFFileEntryType::File));
+
+  const auto written = readWritten(save(manager));
+  ASSERT_EQ(written.entries.size(), 3u);
+  EXPECT_EQ(written.entries[0].at("date"), "2040-02-29T23:59:58.25Z");
+  EXPECT_EQ(written.entries[1].count("date"), 0u);
+  EXPECT_EQ(written.entries[2].count("date"), 0u);
+}
+
+struct PermissionRow {
+  const char* label;
+  unsigned short permission;
+  const char* written;  // nullptr: no attribute
+};
+
+// Rows print as their label, also in the test names CTest shows.
+void PrintTo(const PermissionRow& row, std::ostream* os) { *os << row.label; }
+
+class ManifestPermissionSaveTest : public ManifestSaveTest,
+                                   public ::testing::WithParamInterface<PermissionRow> {};
+
+TEST_P(ManifestPermissionSaveTest, PermissionIsWrittenInDecimalUnlessZero) {
+  KZFExtractionManager manager;
+  KZFFileEntry entry(u"f", u"/f", KZFFileEntryType::File);
+  entry.setPermission(GetParam().permission);
+  manager.addEntry(u"f", entry);
+  const Attributes attributes = readWritten(save(manager)).entries.at(0);
+  if (GetParam().written == nullptr) {
+    EXPECT_EQ(attributes.count("permissions"), 0u);
+  } else {
+    EXPECT_EQ(attributes.at("permissions"), GetParam().written);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, ManifestPermissionSaveTest,
+                         ::testing::Values(PermissionRow{"ZeroIsNotWritten", 0, nullptr},
+                                           PermissionRow{"Mode0644", 420, "420"},
+                                           PermissionRow{"Mode0755", 0755, "493"},
+                                           PermissionRow{"WithFileTypeBits", 0100644, "33188"}),
+                         [](const ::testing::TestParamInfo<PermissionRow>& row) {
+                           return row.param.label;
+                         });
+
+TEST_F(ManifestSaveTest, UnsupportedKindIsRefusedWithTheEntryNameAndNothingIsWritten) {
+  KZFExtractionManager manager;
+  manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
+  manager.addEntry(u"b", KZFFileEntry(u"dev/null", u"/b", static_cast<KZFFileEntryType>(3)));
+  kzftest::StringOutputStream out;
+  EXPECT_KZF_ERROR_WITH(serializer.save(out, manager), "KZFPACKAGE_FILE_TYPE_UNSUPPORTED",
+                        "dev/null");
+  EXPECT_EQ(out.text, "");
+}
+
+TEST_F(ManifestSaveTest, TextTheWriterCannotSerializeFailsWithWriteXml) {
+  KZFExtractionManager manager;
+  const std::u16string loneSurrogate(1, static_cast<char16_t>(0xD800));
+  manager.addEntry(u"a", KZFFileEntry(u"a" + loneSurrogate, u"/a", KZFFileEntryType::File));
+  kzftest::StringOutputStream out;
+  EXPECT_KZF_ERROR(serializer.save(out, manager), "KZFPACKAGE_ERROR_WRITE_XML");
+}
+
+/// Fails every write as a full disk would.
+class FullDiskStream : public opc::OutputStream {
+ public:
+  std::size_t write(const char*, std::size_t) override {
+    throw std::runtime_error("/pkg.kzf: /.META/filemanifest.xml: no space left on device");
+  }
+  void flush() override {}
+};
+
+TEST_F(ManifestSaveTest, AFailingStreamsOwnErrorPassesUnchanged) {
+  KZFExtractionManager manager;
+  manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
+  FullDiskStream out;
+  try {
+    serializer.save(out, manager);
+    ADD_FAILURE() << "the write error was lost";
+  } catch (const std::runtime_error& e) {
+    EXPECT_STREQ(e.what(), "/pkg.kzf: /.META/filemanifest.xml: no space left on device");
+  }
+}
+
+}  // namespace

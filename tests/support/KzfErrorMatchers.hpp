@@ -1,0 +1,33 @@
+// Test support: asserting that a statement raises a DeployedException with a given identifier.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fl/i18n/DeployedException.hpp>
+
+#include <string>
+
+/// Expects `statement` to throw fl::i18n::DeployedException whose identifier() is `id`
+/// (e.g. "KZFPACKAGE_NOT_OPEN"); the exception's message is printed on a mismatch.
+#define EXPECT_KZF_ERROR(statement, id)                                                  \
+  do {                                                                                   \
+    try {                                                                                \
+      statement;                                                                         \
+      ADD_FAILURE() << "expected " << (id) << " from: " #statement;                      \
+    } catch (const fl::i18n::DeployedException& kzfError) {                              \
+      EXPECT_EQ(std::string(id), kzfError.identifier()) << "message: " << kzfError.what(); \
+    }                                                                                    \
+  } while (false)
+
+/// As EXPECT_KZF_ERROR, and also expects the message to contain `fragment`.
+#define EXPECT_KZF_ERROR_WITH(statement, id, fragment)                                   \
+  do {                                                                                   \
+    try {                                                                                \
+      statement;                                                                         \
+      ADD_FAILURE() << "expected " << (id) << " from: " #statement;                      \
+    } catch (const fl::i18n::DeployedException& kzfError) {                              \
+      EXPECT_EQ(std::string(id), kzfError.identifier()) << "message: " << kzfError.what(); \
+      EXPECT_NE(std::string(kzfError.what()).find(fragment), std::string::npos)          \
+          << "message: " << kzfError.what();                                             \
+    }                                                                                    \
+  } while (false)
