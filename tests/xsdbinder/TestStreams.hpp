@@ -1,0 +1,84 @@
+// Test streams: an opc::InputStream over text (or an endless source) that counts what it
+// hands out, and opc::OutputStreams that collect or fail.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <opc/Stream.hpp>
+#include <stdexcept>
+#include <string>
+
+namespace kzftest {
+
+/// Reads `text`, at most `chunk` bytes per read; counts reads and bytes.
+class TextInputStream : public opc::InputStream {
+ public:
+  explicit TextInputStream(std::string text, std::size_t chunk = 4096)
+      : text_(std::move(text)), chunk_(chunk) {}
+
+  std::size_t read(char* buffer, std::size_t max) override {
+    ++reads;
+    std::size_t n = std::min({max, chunk_, text_.size() - position_});
+    std::memcpy(buffer, text_.data() + position_, n);
+    position_ += n;
+    eof_ = n == 0;
+    bytesRead += n;
+    return n;
+  }
+  bool isEOF() const override { return eof_; }
+
+  std::size_t reads = 0;
+  std::size_t bytesRead = 0;
+
+ private:
+  std::string text_;
+  std::size_t chunk_;
+  std::size_t position_ = 0;
+  bool eof_ = false;
+};
+
+/// Hands out `head`, then spaces without end.
+class EndlessInputStream : public opc::InputStream {
+ public:
+  explicit EndlessInputStream(std::string head) : head_(std::move(head)) {}
+  std::size_t read(char* buffer, std::size_t max) override {
+    for (std::size_t i = 0; i < max; ++i) {
+      buffer[i] = position_ < head_.size() ? head_[position_] : ' ';
+      ++position_;
+    }
+    bytesRead += max;
+    return max;
+  }
+  bool isEOF() const override { return false; }
+
+  std::size_t bytesRead = 0;
+
+ private:
+  std::string head_;
+  std::size_t position_ = 0;
+};
+
+/// Collects what is written.
+class StringOutputStream : public opc::OutputStream {
+ public:
+  std::size_t write(const char* data, std::size_t count) override {
+    text.append(data, count);
+    return count;
+  }
+  void flush() override { ++flushes; }
+
+  std::string text;
+  int flushes = 0;
+};
+
+/// Fails every write as a full disk would.
+class FailingOutputStream : public opc::OutputStream {
+ public:
+  std::size_t write(const char*, std::size_t) override {
+    throw std::runtime_error("/pkg.kzf: /.META/manifest.xml: no space left on device");
+  }
+  void flush() override {}
+};
+
+}  // namespace kzftest
