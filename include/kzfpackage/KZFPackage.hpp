@@ -1,0 +1,146 @@
+// KZFPackage: creates, reads and extracts one KZF package file.
+#pragma once
+
+#include <fl/i18n/ustring.hpp>
+#include <kzfdatainterfaces/KZFFileReaderFactory.hpp>
+#include <kzfdatainterfaces/KZFRecordData.hpp>
+#include <kzfpackage/Export.hpp>
+#include <kzfpackage/KZFSettings.hpp>
+
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace opc::model {
+class CoreProperties;
+}
+
+namespace Quorlith::kzfpackage {
+
+using fl::i18n::ustring;
+using kzfdatainterfaces::KZFFileReaderFactory;
+using kzfdatainterfaces::KZFRecordData;
+
+class KZFExtractionManager;
+class KZFFileEntry;
+struct KZFPackageStorage;
+
+/// How a package is opened.
+enum KZFOpenMode {
+  Read = 0,   ///< open an existing package for reading and extraction
+  Create = 1  ///< write a new package (replacing any file at the path when close succeeds)
+};
+
+/// One KZF package file. Construct it on a path, `open` it for `Create` or `Read`, add content
+/// or extract, and `close` it. Creating over an existing file keeps the old file as a backup
+/// beside it (a fresh hidden temporary name in the same folder) until `close` succeeds; if the
+/// object is destroyed without a successful `close`, the backup is renamed back to the path.
+class KZF_EXPORT KZFPackage {
+ public:
+  static const char* const FILEMANIFEST_PARTNAME;
+  static const char* const KZFMANIFEST_PARTNAME;
+  static const char* const KZF_EXTRACTION_RELATIONSHIP;
+  static const char* const KZF_CONFIGURATION_MANIFEST_RELATIONSHIP;
+  static const char* const FILEMANIFEST_CONTENTTYPE;
+  static const char* const CONFIGURATIONMANIFEST_CONTENTTYPE;
+  static const char* const VELLMORCODE_CONTENTTYPE;
+  static const char* const VELLMORENCRYPTEDCODE_CONTENTTYPE;
+  static const char* const VELLMOREXECUTABLE_CONTENTTYPE;
+  static const char* const VELLMORVARIABLEDATA_CONTENTTYPE;
+  static const char* const OTHERFILES_CONTENTTYPE;
+
+  /// Binds the object to `path` and copies `factory`; touches no file.
+  KZFPackage(const ustring& path, KZFFileReaderFactory factory);
+  /// Restores the backup of a replaced package if `close` never completed.
+  ~KZFPackage();
+  KZFPackage(const KZFPackage&) = delete;
+  KZFPackage& operator=(const KZFPackage&) = delete;
+
+  /// Opens the package. `Read` loads its settings; `Create` moves an existing file aside.
+  void open(KZFOpenMode mode);
+  /// Closes the package; for `Create` writes the deferred link targets, the manifests and the
+  /// zip file. Does nothing when the package is not open.
+  void close();
+
+  /// Sets the OPC core properties (title, creator, ...) of a package open for `Create`.
+  void setOPCCoreProperties(const opc::model::CoreProperties& properties);
+
+  /// Stores one regular file under `destinationName` with an explicit content type (the
+  /// mapped one when empty) and package-level relationships of the given types to its part.
+  void addFileToKZF(const ustring& source, const ustring& destinationName,
+                    const std::string& contentType,
+                    const std::vector<std::string>& relationshipTypes);
+  /// Adds every source (key) under its record's destination name, in key order: regular files
+  /// become parts, folders become folder entries, symbolic links are stored as links.
+  void addFileListToKZF(const std::map<ustring, KZFRecordData>& files);
+  /// True when some record of `files` has exactly the destination `name`; `source` then
+  /// receives its key.
+  bool onList(const std::map<ustring, KZFRecordData>& files, const ustring& name,
+              ustring& source);
+
+  /// Part name for a destination name: percent-encoded, with one leading "/".
+  ustring getEncodedURIString(const ustring& name);
+  /// Content type for a destination name (code, enciphered code, native extension, data).
+  ustring mapFilenameToContentTypeString(const ustring& name);
+  /// True when the name ends in one of the Windows executable extensions (case-sensitive).
+  bool isWindowsExecutable(const ustring& path);
+
+  /// Stores a copy of `settings`; a later close of a `Create` package writes them. Accepted in
+  /// any state.
+  void setKZFSettings(const KZFSettings& settings);
+  /// A copy of the package's settings (default settings when it has none).
+  KZFSettings getKZFSettings();
+  /// The settings of a package extracted to `directory`, read from its ".META/manifest.xml".
+  static KZFSettings getKZFSettingsFromExtractedKZFLocation(const ustring& directory);
+
+  /// Extracts the whole package below `root` (created when missing) as its file manifest
+  /// lists it: folders, files with their dates and permission bits, and symbolic links.
+  void extract(const ustring& root);
+
+ private:
+  friend class KZFPackageTestPeer;
+
+  void throwIfNotCreate();
+  void throwIfNotRead();
+  void throwIfAlreadyOpen();
+  void throwIfNotOpen();
+  void throwIfNotOpenForCreate();
+  void throwIfNotOpenForRead();
+
+  void openForRead(const ustring& absolutePath);
+  void openForCreate(const ustring& absolutePath);
+  void writeDeferredContent();
+  void abandonQuietly() noexcept;
+  void initializeKZFSettings();
+  void writeConfigurationManifest();
+
+  void addSingleFile(const ustring& source, KZFRecordData& record);
+  void addNormalFile(const ustring& source, KZFRecordData& record, const std::string& contentType,
+                     const std::vector<std::string>& relationshipTypes);
+  void addDirectory(const ustring& source, KZFRecordData& record);
+  void addEntryToExtractionManager(const ustring& source, const ustring& key, KZFFileEntry& entry);
+  void serializeExtractionManager();
+
+  void extractWithExtractionManager(const ustring& root);
+
+  KZFOpenMode mode;
+  bool isOpen;
+  std::unique_ptr<KZFPackageStorage> storage;
+  std::list<std::pair<ustring, KZFRecordData>> linkedFileList;
+  std::map<ustring, KZFRecordData> linkedFileMap;
+  KZFFileReaderFactory readerFactory;
+  std::unique_ptr<KZFExtractionManager> extractionManager;
+  std::unique_ptr<KZFSettings> settings;
+};
+
+/// True when the path's extension names a native-extension file; `platform` then receives
+/// the platform tag (e.g. ".vxfa64" gives "glnxa64"). Otherwise `platform` is left unchanged.
+KZF_EXPORT bool isVxfFile(const ustring& path, ustring& platform);
+
+/// A new table from native-extension file extension to platform tag.
+KZF_EXPORT std::map<ustring, ustring> createVxfFileExtensionMap();
+
+}  // namespace Quorlith::kzfpackage

@@ -1,0 +1,185 @@
+// Extraction driven by the file manifest: edge cases and packages that are broken on purpose.
+#include <KzfErrorMatchers.hpp>
+#include <TempDir.hpp>
+
+#include <kzfpackage/KZFExtractionSerializer.hpp>
+#include <kzfpackage/KZFPackage.hpp>
+#include <kzfpackage/Verbose.hpp>
+#include <opc/String.hpp>
+#include <opc/model/Package.hpp>
+#include <opc/model/StandardPartInfo.hpp>
+#include <opc/zippackage/ZipPhysicalPackage.hpp>
+
+#include <boost/filesystem/fstream.hpp>
+#include <sys/stat.h>
+
+#include <iterator>
+#include <sstream>
+
+namespace kzftest {
+namespace {
+
+namespace fs = boost::filesystem;
+using Quorlith::kzfpackage::KZFExtractionSerializer;
+using Quorlith::kzfpackage::KZFPackage;
+namespace kzf = Quorlith::kzfpackage;
+
+fl::i18n::ustring u(const fs::path& p) { return fl::i18n::to_ustring(p.string()); }
+
+std::string readFile(const fs::path& path) {
+  fs::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+/// One "fileEntry" of a hand-written file manifest.
+std::string entry(const std::string& name, const std::string& content, const std::string& type,
+                  const std::string& extra = "") {
+  return "<fileEntry name=\"" + name + "\" content=\"" + content + "\" type=\"" + type + "\"" +
+         extra + " />";
+}
+
+/// Writes a package whose file manifest is `entries` (XML text) and whose parts are `parts`,
+/// through the OPC layer alone, so that the manifest can say anything a test needs.
+void writeRawPackage(const fs::path& path, const std::string& entries,
+                     const std::map<std::string, std::string>& parts, bool withManifest = true) {
+  opc::zippackage::ZipPhysicalPackage physical(u(path), true, false);
+  opc::model::Package package(physical, true);
+  package.open(opc::interfaces::OpenMode::Create);
+  for (const auto& [name, bytes] : parts) {
+    auto part = package.createPart(opc::model::PartName(opc::toString(name)),
+                                   opc::model::ContentType("application/octet-stream"),
+                                   opc::model::StandardPartInfo(0, 0));
+    part.getOutputStream()->write(bytes.data(), bytes.size());
+  }
+  if (withManifest) {
+    std::string xml = std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
+                      KZFExtractionSerializer::NAMESPACE +
+                      "\" platform=\"glnxa64\" encoding=\"UTF-8\">" + entries + "</fileEntries>";
+    auto manifest = package.createPart(
+        opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
+        opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
+        opc::model::StandardPartInfo(1, 0));
+    manifest.getOutputStream()->write(xml.data(), xml.size());
+    package.createInternalRelationship(opc::toString(KZFPackage::KZF_EXTRACTION_RELATIONSHIP),
+                                       manifest.getName().getURI(), u"");
+  }
+  package.close(false);
+}
+
+class ExtractionTest : public TempDirTest {
+ protected:
+  fs::path packagePath() const { return tmp / "p.kzf"; }
+  fs::path root() const { return tmp / "root"; }
+  void extract() {
+    KZFPackage package(u(packagePath()), {});
+    package.open(kzf::Read);
+    package.extract(u(root()));
+  }
+};
+
+TEST_F(ExtractionTest, PackageWithoutFileManifestIsRefusedAfterCreatingTheRoot) {
+  writeRawPackage(packagePath(), "", {{"/a.txt", "a"}}, false);
+  EXPECT_KZF_ERROR_WITH(extract(), "KZFPACKAGE_EXTRACT_FAILED", "missing kzf file manifest file.");
+  EXPECT_TRUE(fs::is_directory(root()));
+  EXPECT_TRUE(fs::is_empty(root()));
+}
+
+TEST_F(ExtractionTest, FileBeforeItsFolderEntryAndModesAsRecorded) {
+  writeRawPackage(packagePath(),
+                  entry("d", "/d", "Folder") + entry("d/x/f.txt", "/f", "File", " permissions=\"420\"") +
+                      entry("d/x", "/d/x", "Folder") + entry("plain", "/p", "File"),
+                  {{"/f", "file"}, {"/p", "plain"}});
+  std::ostringstream trace;
+  kzf::verbose.stream = &trace;
+  kzf::verbose.enabled = true;
+  extract();
+  kzf::verbose.enabled = false;
+  kzf::verbose.stream = &std::cout;
+  EXPECT_EQ(readFile(root() / "d/x/f.txt"), "file");
+  struct stat st {};
+  ASSERT_EQ(::stat((root() / "d/x/f.txt").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0644u);
+  EXPECT_NE(trace.str().find(" set permission to 420\n"), std::string::npos) << trace.str();
+  ASSERT_EQ(::stat((root() / "plain").c_str(), &st), 0);
+  const mode_t umaskNow = ::umask(0);
+  ::umask(umaskNow);
+  EXPECT_EQ(st.st_mode & 07777, 0666u & ~umaskNow) << "permission 0 keeps the default mode";
+}
+
+TEST_F(ExtractionTest, DatesAreAppliedAndWrapAfter2038) {
+  writeRawPackage(packagePath(),
+                  entry("old", "/o", "File", " date=\"2001-09-09T01:46:40.5Z\"") +
+                      entry("late", "/l", "File", " date=\"2040-01-01T00:00:00Z\""),
+                  {{"/o", "o"}, {"/l", "l"}});
+  extract();
+  EXPECT_EQ(fs::last_write_time(root() / "old"), 1000000000) << "fractions are dropped";
+  const std::int64_t late = 2208988800LL;  // 2040-01-01T00:00:00Z
+  EXPECT_EQ(fs::last_write_time(root() / "late"),
+            static_cast<std::int32_t>(static_cast<std::uint32_t>(late)));
+}
+
+TEST_F(ExtractionTest, SymbolicLinkTargetIsKeptAsStored) {
+  writeRawPackage(packagePath(), entry("lib/libx.so", "/lib%5Clibx.so", "SymLink"),
+                  {{"/lib%5Clibx.so", "../lib/libx.so.1"}});
+  extract();
+  EXPECT_EQ(fs::read_symlink(root() / "lib/libx.so").string(), "../lib/libx.so.1");
+}
+
+TEST_F(ExtractionTest, ExtractingTwiceOverwritesFilesAndStopsAtTheFirstLink) {
+  writeRawPackage(packagePath(), entry("f", "/f", "File") + entry("l", "/l", "SymLink"),
+                  {{"/f", "new"}, {"/l", "f"}});
+  fs::create_directories(root());
+  boost::filesystem::ofstream(root() / "f") << "old content, longer than the new one";
+  extract();
+  EXPECT_EQ(readFile(root() / "f"), "new");
+  EXPECT_KZF_ERROR(extract(), "KZFPACKAGE_EXTRACT_FAILED");
+}
+
+struct BrokenPackage {
+  const char* label;
+  std::string entries;
+  std::map<std::string, std::string> parts;
+  const char* identifier;
+  const char* fragment;
+};
+
+void PrintTo(const BrokenPackage& row, std::ostream* out) { *out << row.label; }
+
+class BrokenPackageTest : public ExtractionTest,
+                          public ::testing::WithParamInterface<BrokenPackage> {};
+
+TEST_P(BrokenPackageTest, FailsWithItsIdentifier) {
+  const BrokenPackage& row = GetParam();
+  writeRawPackage(packagePath(), row.entries, row.parts);
+  EXPECT_KZF_ERROR_WITH(extract(), row.identifier, row.fragment);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Manifests, BrokenPackageTest,
+    ::testing::Values(
+        BrokenPackage{"UnknownTypeWord", entry("f", "/f", "file"), {{"/f", "x"}},
+                      "KZFPACKAGE_INVALID_XML", ""},
+        BrokenPackage{"NonNumericPermission", entry("f", "/f", "File", " permissions=\"rwx\""),
+                      {{"/f", "x"}}, "KZFPACKAGE_INVALID_XML", ""},
+        BrokenPackage{"FailsTheSchema", "<fileEntry name=\"f\" type=\"File\" />", {{"/f", "x"}},
+                      "KZFPACKAGE_INVALID_XML", "content"},
+        BrokenPackage{"UnknownElement", "<other />", {}, "KZFPACKAGE_INVALID_XML", ""},
+        BrokenPackage{"MissingPart", entry("f", "/missing", "File"), {},
+                      "KZFPACKAGE_EXTRACT_FAILED", "/missing"},
+        BrokenPackage{"EmptyLinkPart", entry("l", "/l", "SymLink"), {{"/l", ""}},
+                      "KZFPACKAGE_ERROR_READ_FILE", "/l"}),
+    [](const ::testing::TestParamInfo<BrokenPackage>& row) { return row.param.label; });
+
+TEST_F(ExtractionTest, CorruptedPartFailsNamingThePart) {
+  const std::string marker = "0123456789abcdef-unique-content";
+  writeRawPackage(packagePath(), entry("f", "/stored.bin", "File"), {{"/stored.bin", marker}});
+  std::string bytes = readFile(packagePath());
+  std::size_t at = bytes.find(marker);
+  ASSERT_NE(at, std::string::npos) << "the part is stored uncompressed";
+  bytes[at] ^= 0x20;
+  boost::filesystem::ofstream(packagePath(), std::ios::binary | std::ios::trunc) << bytes;
+  EXPECT_KZF_ERROR_WITH(extract(), "KZFPACKAGE_EXTRACT_FAILED", "stored.bin");
+}
+
+}  // namespace
+}  // namespace kzftest

@@ -1,0 +1,180 @@
+// Adding files, folders and lists to a package: part names, entries, dates and permissions.
+#include "PackageTestSupport.hpp"
+
+#include <KzfErrorMatchers.hpp>
+#include <ReversingReaderHandle.hpp>
+#include <ZipCheck.hpp>
+
+#include <kzfpackage/KZFPackage.hpp>
+
+#include <boost/date_time/posix_time/conversion.hpp>
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace kzftest {
+namespace {
+
+using Quorlith::kzfpackage::KZFFileEntry;
+using Quorlith::kzfpackage::KZFFileEntryType;
+using Quorlith::kzfpackage::KZFPackage;
+using Quorlith::kzfpackage::KZFRecordData;
+namespace kzf = Quorlith::kzfpackage;
+
+class AddFilesTest : public TempDirTest {
+ protected:
+  fs::path packagePath() const { return tmp / "out.kzf"; }
+  fs::path source(const std::string& rel, const std::string& content = "x") {
+    fs::path p = tmp / "src" / rel;
+    writeFile(p, content);
+    return p;
+  }
+  /// Adds `files` (source -> destination name) to a new package and closes it.
+  void pack(const std::map<fs::path, fl::i18n::ustring>& files,
+            kzf::KZFFileReaderFactory factory = {}) {
+    std::map<fl::i18n::ustring, KZFRecordData> list;
+    for (const auto& [src, name] : files) list.emplace(u(src), KZFRecordData(name, false, ""));
+    KZFPackage package(u(packagePath()), std::move(factory));
+    package.open(kzf::Create);
+    package.addFileListToKZF(list);
+    package.close();
+    expectValidZip(packagePath());
+  }
+  std::map<std::string, KZFFileEntry> entriesByName() {
+    std::map<std::string, KZFFileEntry> byName;
+    for (const KZFFileEntry& e : loadFileManifest(packagePath()).getEntries()) {
+      byName.emplace(fl::i18n::to_string(e.getName()), e);
+    }
+    return byName;
+  }
+};
+
+TEST_F(AddFilesTest, SameDestinationTwiceGetsNumberedPartNames) {
+  fs::path one = source("one.txt", "first"), two = source("two.txt", "second");
+  {
+    KZFPackage package(u(packagePath()), {});
+    package.open(kzf::Create);
+    package.addFileToKZF(u(one), u"a/f.txt", "", {});
+    package.addFileToKZF(u(two), u"a/F.txt", "", {});  // equivalent by case: also taken
+    package.addFileToKZF(u(two), u"d.x/f", "", {});
+    package.addFileToKZF(u(two), u"d.x/f", "", {});
+    package.close();
+  }
+  OpcReader reader(packagePath());
+  EXPECT_EQ(reader.content(u"/a/f.txt"), "first");
+  EXPECT_EQ(reader.content(u"/a/F_1.txt"), "second");
+  EXPECT_TRUE(reader.hasPart(u"/d.x/f"));
+  EXPECT_TRUE(reader.hasPart(u"/d_1.x/f")) << "the number lands before the last dot of the name";
+  // The manifest lists all four parts; loading keys entries by name, so the second "d.x/f"
+  // entry gives way to the first.
+  std::string manifest = reader.content(u"/.META/filemanifest.xml");
+  std::size_t listed = 0;
+  for (auto at = manifest.find("<fileEntry "); at != std::string::npos;
+       at = manifest.find("<fileEntry ", at + 1)) {
+    ++listed;
+  }
+  EXPECT_EQ(listed, 4u);
+  EXPECT_EQ(loadFileManifest(packagePath()).size(), 3u);
+}
+
+TEST_F(AddFilesTest, ListEntriesCarryKindsDatesAndMaskedPermissions) {
+  fs::path file = source("bin/tool", "#!/bin/sh\n");
+  ::chmod(file.c_str(), 04755);  // set-user-id is dropped from the recorded bits
+  fs::last_write_time(file, 1000000000);
+  fs::path empty = source("empty.dat", "");
+  fs::path folder = tmp / "src" / "bin";
+  pack({{file, u"app/bin/tool"}, {empty, u"app/empty.dat"}, {folder, u"app/bin"}});
+
+  OpcReader reader(packagePath());
+  EXPECT_EQ(reader.content(u"/app/empty.dat"), "");
+  auto entries = entriesByName();
+  ASSERT_EQ(entries.size(), 3u);
+  const KZFFileEntry& tool = entries.at("app/bin/tool");
+  EXPECT_EQ(tool.getType(), KZFFileEntryType::File);
+  EXPECT_EQ(tool.getContent(), u"/app/bin/tool");
+  EXPECT_EQ(tool.getPermission(), 0100755);
+  ASSERT_TRUE(tool.getDate());
+  EXPECT_EQ(*tool.getDate(), boost::posix_time::from_time_t(1000000000));
+  const KZFFileEntry& bin = entries.at("app/bin");
+  EXPECT_EQ(bin.getType(), KZFFileEntryType::Folder);
+  EXPECT_EQ(bin.getContent(), u"/app/bin");
+  EXPECT_EQ(bin.getPermission(), 0) << "folders record no permissions";
+  EXPECT_FALSE(reader.hasPart(u"/app/bin")) << "a folder has no part";
+}
+
+TEST_F(AddFilesTest, BackslashesInFileNamesBecomeSlashesButNotInFolderNames) {
+  fs::path file = source("f.txt");
+  fs::path folder = tmp / "src";
+  pack({{file, u"dir\\f.txt"}, {folder, u"top\\sub"}});
+  OpcReader reader(packagePath());
+  EXPECT_TRUE(reader.hasPart(u"/dir/f.txt"));
+  auto entries = entriesByName();
+  EXPECT_EQ(entries.at("dir/f.txt").getContent(), u"/dir/f.txt");
+  EXPECT_EQ(entries.at("top\\sub").getContent(), u"/top%5Csub");
+}
+
+TEST_F(AddFilesTest, ExplicitContentTypeAndRelationships) {
+  fs::path file = source("report.bin");
+  const std::string type = "application/x-custom;v=2";
+  const std::string relationship = "http://example.com/relationships/report";
+  {
+    KZFPackage package(u(packagePath()), {});
+    package.open(kzf::Create);
+    package.addFileToKZF(u(file), u"docs/report.bin", type, {relationship, relationship});
+    package.close();
+  }
+  OpcReader reader(packagePath());
+  auto part = reader.package().getPart(opc::model::PartName(fl::i18n::ustring(u"/docs/report.bin")));
+  EXPECT_EQ(part.getContentType().toString(), type);
+  auto relationships = reader.package().getRelationshipsByType(opc::toString(relationship));
+  ASSERT_EQ(relationships.size(), 2u);
+  EXPECT_NE(relationships[0].getId(), relationships[1].getId());
+  EXPECT_EQ(relationships[0].getTargetURI(true).toString(), u"/docs/report.bin");
+}
+
+TEST_F(AddFilesTest, TransformedCodeIsStoredTransformedAsEncipheredCode) {
+  fs::path code = source("f.m", "disp(1)");
+  pack({{code, u"app/f.m"}}, ReversingReaderHandle::factory());
+  OpcReader reader(packagePath());
+  EXPECT_EQ(reader.content(u"/app/f.m"), ReversingReaderHandle::reversed("disp(1)"));
+  auto part = reader.package().getPart(opc::model::PartName(fl::i18n::ustring(u"/app/f.m")));
+  EXPECT_EQ(part.getContentType().toString(), KZFPackage::VELLMORENCRYPTEDCODE_CONTENTTYPE);
+}
+
+TEST_F(AddFilesTest, EmptyManifestWritesNoFileManifest) {
+  pack({});
+  OpcReader reader(packagePath());
+  EXPECT_FALSE(reader.hasPart(u"/.META/filemanifest.xml"));
+}
+
+TEST_F(AddFilesTest, SourcesThatCannotBeStoredReportTheirIdentifiers) {
+  KZFPackage package(u(packagePath()), ReversingReaderHandle::factory());
+  package.open(kzf::Create);
+  fs::path fifo = tmp / "pipe";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  auto one = [](const fs::path& src, const fl::i18n::ustring& name) {
+    return std::map<fl::i18n::ustring, KZFRecordData>{{u(src), KZFRecordData(name, false, "")}};
+  };
+  EXPECT_KZF_ERROR_WITH(package.addFileListToKZF(one(fifo, u"pipe")),
+                        "KZFPACKAGE_FILE_TYPE_UNSUPPORTED", fifo.string());
+  EXPECT_KZF_ERROR_WITH(package.addFileListToKZF(one(tmp / "absent", u"absent")),
+                        "KZFPACKAGE_FILE_ENTRY_NOT_EXIST", (tmp / "absent").string());
+  EXPECT_KZF_ERROR(package.addFileListToKZF(one(source("empty.m", ""), u"empty.m")),
+                   "KZFPACKAGE_ERROR_READ_ZERO_LENGTH_FILE");
+  EXPECT_KZF_ERROR(package.addFileToKZF(u(source("a")), u"a/../b", "", {}),
+                   "KZFPACKAGE_ERROR_ADD_NORMAL_FILE");
+  package.close();
+}
+
+TEST_F(AddFilesTest, UnreadableSourceFailsWithReadError) {
+  if (::geteuid() == 0) GTEST_SKIP() << "root reads files whatever their mode";
+  fs::path secret = source("secret", "s");
+  ::chmod(secret.c_str(), 0);
+  KZFPackage package(u(packagePath()), {});
+  package.open(kzf::Create);
+  EXPECT_KZF_ERROR(package.addFileToKZF(u(secret), u"secret", "", {}),
+                   "KZFPACKAGE_ERROR_READ_FILE");
+}
+
+}  // namespace
+}  // namespace kzftest

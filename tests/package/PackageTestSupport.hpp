@@ -1,0 +1,76 @@
+// Test support for the package facade: paths as ustring, small files, reading packages back.
+#pragma once
+
+#include <TempDir.hpp>
+
+#include <fl/i18n/ustring.hpp>
+#include <opc/model/Package.hpp>
+#include <opc/zippackage/ZipPhysicalPackage.hpp>
+
+#include <boost/filesystem.hpp>
+#include <boost/filesystem/fstream.hpp>
+#include <iterator>
+#include <memory>
+#include <string>
+
+namespace kzftest {
+
+namespace fs = boost::filesystem;
+
+inline fl::i18n::ustring u(const fs::path& path) { return fl::i18n::to_ustring(path.string()); }
+
+inline void writeFile(const fs::path& path, const std::string& content) {
+  fs::create_directories(path.parent_path());
+  fs::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << content;
+}
+
+inline std::string readFile(const fs::path& path) {
+  fs::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+/// A package file opened for reading through the OPC layer, to look at what was written.
+class OpcReader {
+ public:
+  explicit OpcReader(const fs::path& path)
+      : physical_(u(path), true, false), package_(physical_, true) {
+    package_.open(opc::interfaces::OpenMode::Read);
+  }
+  opc::model::Package& package() { return package_; }
+  bool hasPart(const fl::i18n::ustring& name) {
+    return package_.hasPart(opc::model::PartName(name));
+  }
+  std::string content(const fl::i18n::ustring& name) {
+    auto in = package_.getPart(opc::model::PartName(name)).getInputStream();
+    std::string bytes;
+    char buffer[4096];
+    while (std::size_t n = in->read(buffer, sizeof buffer)) bytes.append(buffer, n);
+    return bytes;
+  }
+
+ private:
+  opc::zippackage::ZipPhysicalPackage physical_;
+  opc::model::Package package_;
+};
+
+}  // namespace kzftest
+
+#include <kzfpackage/KZFExtractionManager.hpp>
+#include <kzfpackage/KZFExtractionSerializer.hpp>
+#include <kzfpackage/KZFFileEntry.hpp>
+
+namespace kzftest {
+
+/// The file manifest of a package file, loaded into a manager.
+inline Quorlith::kzfpackage::KZFExtractionManager loadFileManifest(const fs::path& package) {
+  OpcReader reader(package);
+  auto in = reader.package()
+                .getPart(opc::model::PartName(fl::i18n::ustring(u"/.META/filemanifest.xml")))
+                .getInputStream();
+  Quorlith::kzfpackage::KZFExtractionManager manager;
+  manager.load(*in, Quorlith::kzfpackage::KZFExtractionSerializer());
+  return manager;
+}
+
+}  // namespace kzftest
