@@ -43,31 +43,42 @@ class KZF_EXPORT KZFSettings {
   KZFSettings& operator=(const KZFSettings& other);
   ~KZFSettings();
 
+  /// Identifier of the deployed component.
   ustring uuid;
+  /// Name of the deployed component.
   ustring componentName;
+  /// Major, minor and release version of the runtime the component needs.
   ustring vrtMajorVersion;
   ustring vrtMinorVersion;
   ustring vrtReleaseVersion;
+  /// Whether the component needs the Java runtime.
   bool needJava;
+  /// Whether the component needs a runtime process of its own.
   bool needExclusiveVrtProcess;
   /// Filled when settings are loaded (from the manifest's first main function); on saving,
   /// the first public function is the main function instead.
   VelmorFunction mainFunction;
+  /// The functions the component exposes, in order.
   std::vector<VelmorFunction> publicFunctions;
+  /// Expiry date of the configuration; unset for none.
   boost::optional<boost::gregorian::date> expires;
-  /// Directory paths.
+  /// Search paths of the runtime, the Java class path and the native library path: directory
+  /// paths, in order.
   std::vector<ustring> velmorPath;
   std::vector<ustring> javaClassPath;
   std::vector<ustring> libraryPath;
   /// Filled when settings are loaded; not written when they are saved.
   std::vector<ustring> applicationOptions;
+  /// Options of the runtime and warning switches, in order.
   std::vector<ustring> runtimeOptions;
   std::vector<ustring> warningState;
   /// Filled when settings are loaded; saving always writes the directory ".velmor".
   ustring prefdir;
+  /// Messages for the start and for the completion of initialisation; empty for none.
   ustring initStartMessage;
   ustring initCompleteMessage;
-  /// Key material: raw bytes, carried in the manifest as UTF-8 text.
+  /// Key material: raw bytes, carried in the manifest as UTF-8 text, so only bytes that are
+  /// UTF-8 text of characters an XML document may hold can be saved.
   KZFByteArray sessionKey;
   KZFByteArray publicKey;
 };

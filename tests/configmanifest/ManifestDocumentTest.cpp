@@ -187,10 +187,4 @@ TEST(ManifestDocumentPrintTest, DefaultSettingsPrintOneConfigurationAndOneDirect
   EXPECT_THAT(printed.str(), HasSubstr("\n  <configuration"));
 }
 
-TEST(ManifestDocumentPrintTest, PrintingReturnsTheStream) {
-  std::ostringstream out;
-  KZFSettings s;
-  EXPECT_EQ(&(out << s), &out);
-}
-
 }  // namespace

@@ -155,12 +155,9 @@ TEST(SettingsLoadTest, FieldsFilledBeforeADanglingReferenceKeepTheirValues) {
 }
 
 TEST(SettingsLoadTest, DanglingReferenceMessageNamesTheId) {
-  try {
-    loadFromString(variant("<path-item ref=\"D1\"/>", "<path-item ref=\"D-missing\"/>"));
-    FAIL() << "the dangling reference was accepted";
-  } catch (const fl::i18n::DeployedException& e) {
-    EXPECT_THAT(e.what(), ::testing::HasSubstr("\"D-missing\""));
-  }
+  EXPECT_KZF_ERROR_WITH(
+      loadFromString(variant("<path-item ref=\"D1\"/>", "<path-item ref=\"D-missing\"/>")),
+      "KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES", "\"directory\" with the id \"D-missing\"");
 }
 
 TEST(SettingsLoadTest, EmptyStartMessageLoadsAsABlankButEmptyCompleteMessageStaysEmpty) {

@@ -1,5 +1,5 @@
 // Test support for the configuration manifest: sample settings, saving and loading through
-// memory, field-by-field comparison, a look at the written XML, and the error assertion.
+// memory, field-by-field comparison and a look at the written XML.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,16 +16,7 @@
 #include <vector>
 #include <xercesc/dom/DOMElement.hpp>
 
-/// Expects `statement` to throw DeployedException with the message identifier `expectedId`.
-#define EXPECT_KZF_ERROR(statement, expectedId)                                        \
-  do {                                                                                 \
-    try {                                                                              \
-      statement;                                                                       \
-      ADD_FAILURE() << "no DeployedException " << (expectedId) << " from " #statement; \
-    } catch (const fl::i18n::DeployedException& kzfError) {                            \
-      EXPECT_EQ(kzfError.identifier(), (expectedId)) << kzfError.what();               \
-    }                                                                                  \
-  } while (false)
+#include "KzfErrorMatchers.hpp"
 
 namespace kzftest {
 

@@ -53,16 +53,6 @@ TEST_F(DocumentIOTest, InputStreamAtItsEndIsNotReadAgain) {
   EXPECT_EQ(in.reads, 1u);
 }
 
-TEST_F(DocumentIOTest, InputSourceNamesItselfAndMakesStreamsOverTheSameStream) {
-  kzftest::TextInputStream in("abc");
-  xsd_binder::OPCStreamInputSource source(in);
-  EXPECT_EQ(std::u16string(source.getSystemId()), u"opcistream");
-  std::unique_ptr<xercesc::BinInputStream> stream(source.makeStream());
-  XMLByte buffer[8];
-  EXPECT_EQ(stream->readBytes(buffer, sizeof buffer), 3u);
-  EXPECT_EQ(in.bytesRead, 3u);
-}
-
 TEST_F(DocumentIOTest, EmptyStreamIsMalformed) {
   kzftest::TextInputStream in("");
   EXPECT_THROW(xsd_binder::parseStream<shelf>(in, u"", u""), MalformedDocumentError);
@@ -78,13 +68,6 @@ TEST_F(DocumentIOTest, ParserErrorsNameTheDocumentAndThePlace) {
     EXPECT_THAT(e.reason(), StartsWith("opcistream, line 2, column "));
     EXPECT_THAT(e.what(), StartsWith("xsd_binder: Attempted to parse a malformed document: "));
   }
-}
-
-TEST_F(DocumentIOTest, DocumentInAnotherEncodingIsRead) {
-  kzftest::TextInputStream in(
-      "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>"
-      "<shelf name=\"\xfc\"><title/><notes/></shelf>");
-  EXPECT_EQ(xsd_binder::parseStream<shelf>(in, u"", u"").attributes.name, u"\u00fc");
 }
 
 // An encoding declaration that contradicts what the first bytes show draws a warning only:
@@ -160,29 +143,11 @@ TEST_F(DocumentIOTest, PrettyPrintIndentsAndCompactOutputDoesNot) {
   EXPECT_THAT(pretty.str(), HasSubstr("\n  <book id=\"b1\""));
 }
 
-TEST_F(DocumentIOTest, StandardStreamAndPackageStreamReceiveTheSameDocument) {
-  kzftest::StringOutputStream package;
-  xsd_binder::writeToStream(sampleShelf(), package, true, u"");
-  std::ostringstream standard;
-  xsd_binder::writeToStream(sampleShelf(), standard, true, u"");
-  EXPECT_EQ(standard.str(), package.text);
-}
-
 TEST_F(DocumentIOTest, FailedStandardStreamSwallowsTheOutput) {
   std::ostringstream out;
   out.setstate(std::ios::failbit);
   EXPECT_NO_THROW(xsd_binder::writeToStream(sampleShelf(), out, true, u""));
   EXPECT_EQ(out.str(), "");
-}
-
-TEST_F(DocumentIOTest, FormatTargetStopsWritingOnceTheStreamFails) {
-  std::ostringstream out;
-  xsd_binder::OutputStreamFormatTarget target(out);
-  target.writeChars(reinterpret_cast<const XMLByte*>("abc"), 3, nullptr);
-  out.setstate(std::ios::badbit);
-  target.writeChars(reinterpret_cast<const XMLByte*>("def"), 3, nullptr);
-  out.clear();
-  EXPECT_EQ(out.str(), "abc");
 }
 
 TEST_F(DocumentIOTest, PackageStreamWriteErrorPassesUnchanged) {
@@ -193,15 +158,6 @@ TEST_F(DocumentIOTest, PackageStreamWriteErrorPassesUnchanged) {
   } catch (const std::runtime_error& e) {
     EXPECT_STREQ(e.what(), "/pkg.kzf: /.META/manifest.xml: no space left on device");
   }
-}
-
-TEST_F(DocumentIOTest, PackageFormatTargetFlushesTheStream) {
-  kzftest::StringOutputStream out;
-  xsd_binder::OPCOutputStreamFormatTarget target(out);
-  target.writeChars(reinterpret_cast<const XMLByte*>("x\0y"), 3, nullptr);
-  target.flush();
-  EXPECT_EQ(out.text, std::string("x\0y", 3));
-  EXPECT_EQ(out.flushes, 1);
 }
 
 TEST_F(DocumentIOTest, UnwritableTextFailsWithTheReason) {

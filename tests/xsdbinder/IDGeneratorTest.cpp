@@ -82,10 +82,4 @@ TEST(IDGeneratorTest, PrefixesThatFlattenAlikeStillGetDistinctIds) {
   }
 }
 
-TEST(IDGeneratorTest, EachGeneratorStartsAfresh) {
-  IDGenerator first;
-  IDGenerator second;
-  EXPECT_EQ(first.generate("F"), second.generate("F"));
-}
-
 }  // namespace

@@ -81,8 +81,6 @@ struct opaque_content {
 /// children (`T::children_type`: a sequence record, a list of items, text, or nil).
 template <typename T>
 struct Element {
-  using type = T;
-
   Attributes<typename T::attributes_key> attributes;
   typename T::children_type children;
 
