@@ -5,8 +5,11 @@
 #include <kzfdatainterfaces/KZFFileReaderFactory.hpp>
 #include <kzfdatainterfaces/KZFRecordData.hpp>
 #include <kzfpackage/Export.hpp>
+#include <kzfpackage/KZFFileEntry.hpp>
+#include <kzfpackage/KZFProgressObserver.hpp>
 #include <kzfpackage/KZFSettings.hpp>
 
+#include <cstdint>
 #include <list>
 #include <map>
 #include <memory>
@@ -27,6 +30,13 @@ using kzfdatainterfaces::KZFRecordData;
 class KZFExtractionManager;
 class KZFFileEntry;
 struct KZFPackageStorage;
+
+/// One entry of a package's file manifest with the size of its stored content.
+struct KZF_EXPORT KZFEntryInfo {
+  KZFFileEntry entry;
+  /// Uncompressed size of the entry's part (for a link: its target text); 0 for folders.
+  std::uint64_t size;
+};
 
 /// How a package is opened.
 enum KZFOpenMode {
@@ -96,6 +106,18 @@ class KZF_EXPORT KZFPackage {
   /// The settings of a package extracted to `directory`, read from its ".META/manifest.xml".
   static KZFSettings getKZFSettingsFromExtractedKZFLocation(const ustring& directory);
 
+  /// Reports progress of addFileListToKZF, of close's deferred link targets and of extract to
+  /// `observer` (not owned; null stops the reports). Without an observer nothing changes.
+  void setProgressObserver(KZFProgressObserver* observer);
+
+  /// The file manifest's entries in name order with their content sizes, for a package open
+  /// for `Read`. A package without a file manifest lists nothing.
+  std::vector<KZFEntryInfo> listEntries();
+  /// Checks a package open for `Read`: every part reads back with its CRC and size, the file
+  /// manifest and the configuration manifest load, and every manifest entry's part exists.
+  /// Returns one line per problem found (empty: the package is sound).
+  std::vector<std::string> verify();
+
   /// Extracts the whole package below `root` (created when missing) as its file manifest
   /// lists it: folders, files with their dates and permission bits, and symbolic links.
   void extract(const ustring& root);
@@ -114,6 +136,7 @@ class KZF_EXPORT KZFPackage {
   void openForCreate(const ustring& absolutePath);
   void writeDeferredContent();
   void abandonQuietly() noexcept;
+  void reportProgress(const ustring& name);
   void initializeKZFSettings();
   void writeConfigurationManifest();
 
@@ -126,6 +149,23 @@ class KZF_EXPORT KZFPackage {
 
   void extractWithExtractionManager(const ustring& root);
 
+  // Symbolic links: where a link's target lives inside the package, and the link text that
+  // reaches it from the link's own place.
+  ustring naive_uncomplete(const ustring& p, const ustring& base);
+  ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link);
+  ustring mapLinkTargetIntoArchive(const ustring& source, const ustring& destination,
+                                   ustring target, const ustring& sourceRoot);
+  ustring computerSrcRoot(const ustring& source, const ustring& destination);
+  void computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData, const ustring& sourceRoot,
+                           const ustring& source, const ustring& destination, ustring& linkTarget,
+                           ustring& mappedTarget, ustring& linkContent);
+  void addSymbolicLink(const ustring& source, KZFRecordData& record);
+  void addLinkedFileToList(const ustring& source, const ustring& destination,
+                           const ustring& target, const ustring& mappedTarget,
+                           const ustring& sourceRoot);
+  bool inLinkedFileList(const ustring& path);
+  bool inLinkedFileListAsTarget(const ustring& place, ustring& sourceOut);
+
   KZFOpenMode mode;
   bool isOpen;
   std::unique_ptr<KZFPackageStorage> storage;
@@ -134,6 +174,8 @@ class KZF_EXPORT KZFPackage {
   KZFFileReaderFactory readerFactory;
   std::unique_ptr<KZFExtractionManager> extractionManager;
   std::unique_ptr<KZFSettings> settings;
+  KZFProgressObserver* progressObserver = nullptr;
+  KZFProgress progress;
 };
 
 /// True when the path's extension names a native-extension file; `platform` then receives

@@ -65,10 +65,13 @@ void applyDate(const fs::path& destination, const pt::ptime& date) {
   fs::last_write_time(destination, std::mktime(&local));
 }
 
-void extractFile(const opc::model::Package& package, const KZFFileReaderFactory& readerFactory,
-                 const KZFFileEntry& entry, const fs::path& destination) {
+/// Writes one file entry; returns the number of content bytes written.
+std::uint64_t extractFile(const opc::model::Package& package,
+                          const KZFFileReaderFactory& readerFactory, const KZFFileEntry& entry,
+                          const fs::path& destination) {
   opc::model::Part part = package.getPart(partNameOf(entry));
   createParentOf(destination);
+  std::uint64_t written = 0;
   {
     fs::ofstream out(destination, std::ios::binary | std::ios::trunc);
     auto in = part.getInputStream();
@@ -78,8 +81,9 @@ void extractFile(const opc::model::Package& package, const KZFFileReaderFactory&
       out.write(reinterpret_cast<const char*>(content.begin()),
                 static_cast<std::streamsize>(content.size()));
       if (!out) throw std::runtime_error("could not write " + destination.string());
+      written = content.size();
     } else {
-      opc::StreamHelper::copyStreamToStream(*in, out);
+      written = opc::StreamHelper::copyStreamToStream(*in, out);
     }
     out.close();
     if (!out) throw std::runtime_error("could not write " + destination.string());
@@ -99,6 +103,7 @@ void extractFile(const opc::model::Package& package, const KZFFileReaderFactory&
       verbose << "change permission failed" << std::endl;
     }
   }
+  return written;
 }
 
 void extractSymbolicLink(const opc::model::Package& package, const KZFFileEntry& entry,
@@ -168,7 +173,11 @@ void KZFPackage::extractWithExtractionManager(const ustring& root) {
   const fs::path rootPath(to_string(root));
   // Entries come in ascending name order; a file whose folder has no entry of its own yet gets
   // its parents created on the spot.
-  for (const KZFFileEntry& entry : extractionManager->getEntries()) {
+  const std::vector<KZFFileEntry> entries = extractionManager->getEntries();
+  progress = KZFProgress();
+  progress.phase = KZFProgress::Phase::Extracting;
+  progress.entriesTotal = entries.size();
+  for (const KZFFileEntry& entry : entries) {
     const fs::path name(to_string(entry.getName()));
     switch (entry.getType()) {
       case KZFFileEntryType::Folder: {
@@ -179,7 +188,7 @@ void KZFPackage::extractWithExtractionManager(const ustring& root) {
         break;
       }
       case KZFFileEntryType::File:
-        extractFile(storage->package, readerFactory, entry, rootPath / name);
+        progress.bytesDone += extractFile(storage->package, readerFactory, entry, rootPath / name);
         break;
       case KZFFileEntryType::SymLink:
         extractSymbolicLink(storage->package, entry, fs::absolute(name, rootPath).lexically_normal());
@@ -187,6 +196,7 @@ void KZFPackage::extractWithExtractionManager(const ustring& root) {
       default:
         break;
     }
+    reportProgress(entry.getName());
   }
 }
 

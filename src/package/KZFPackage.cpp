@@ -178,13 +178,26 @@ void KZFPackage::writeDeferredContent() {
           << linkedFileList.size() << std::endl;
   // Link targets queued while adding enter the package after all directly added content; the
   // walk also reaches pairs that these calls append, so chains of links are followed.
+  progress.phase = KZFProgress::Phase::Adding;
   for (auto it = linkedFileList.begin(); it != linkedFileList.end(); ++it) {
     addSingleFile(it->first, it->second);
+    reportProgress(it->second.getName());
   }
   verbose << "Add kzf manifest package relationship in close." << std::endl;
   if (settings) writeConfigurationManifest();
   verbose << "Serialize the kzf file manifest xml file for extraction in close" << std::endl;
   serializeExtractionManager();
+}
+
+KZFProgressObserver::~KZFProgressObserver() = default;
+
+void KZFPackage::setProgressObserver(KZFProgressObserver* observer) { progressObserver = observer; }
+
+void KZFPackage::reportProgress(const ustring& name) {
+  ++progress.entriesDone;
+  if (progressObserver == nullptr) return;
+  progress.name = name;
+  progressObserver->onProgress(progress);
 }
 
 void KZFPackage::setOPCCoreProperties(const opc::model::CoreProperties& properties) {

@@ -64,9 +64,12 @@ void KZFPackage::addFileListToKZF(const std::map<ustring, KZFRecordData>& files)
   throwIfNotOpenForCreate();
   linkedFileMap = files;
   verbose << "Add file lists into KZF." << std::endl;
+  progress = KZFProgress();
+  progress.entriesTotal = files.size();
   for (const auto& [source, record] : files) {
     KZFRecordData copy = record;
     addSingleFile(source, copy);
+    reportProgress(record.getName());
   }
 }
 
@@ -86,6 +89,12 @@ void KZFPackage::addSingleFile(const ustring& source, KZFRecordData& record) {
   std::string narrowDestination = to_string(record.getName());
   // One lstat answers every question below: links are tested without being followed.
   fs::file_status status = fs::symlink_status(fs::path(narrowSource));
+  if (fs::is_symlink(status)) {
+    verbose << "Add symbolic into KZF. Source=" << narrowSource
+            << ",Dest_In_KZF=" << narrowDestination << std::endl;
+    addSymbolicLink(source, record);
+    return;
+  }
   if (!fs::exists(status)) {
     throw DeployedException(KZFPACKAGE_FILE_ENTRY_NOT_EXIST(narrowSource));
   }
@@ -144,6 +153,7 @@ void KZFPackage::addNormalFile(const ustring& source, KZFRecordData& record,
         if (out->write(buffer, wanted) < wanted) {
           throw DeployedException(KZFPACKAGE_ERROR_WRITE_KZF_FILE(to_string(candidate)));
         }
+        progress.bytesDone += wanted;
       } else if (count == -1) {
         if (reader->getErrorCode() == kReaderZeroLengthError) {
           throw DeployedException(KZFPACKAGE_ERROR_READ_ZERO_LENGTH_FILE(to_string(source)));
