@@ -19,7 +19,8 @@
 
 namespace opc::model {
 class CoreProperties;
-}
+class PartName;
+}  // namespace opc::model
 
 namespace Quorlith::kzfpackage {
 
@@ -36,6 +37,15 @@ struct KZF_EXPORT KZFEntryInfo {
   KZFFileEntry entry;
   /// Uncompressed size of the entry's part (for a link: its target text); 0 for folders.
   std::uint64_t size;
+};
+
+/// Limits on what one `extract` may write; 0 means no limit (the default). The zip reader's
+/// check of each part's compression ratio applies whatever these say.
+struct KZF_EXPORT KZFExtractionBudget {
+  /// Content bytes all files of one extraction may write together.
+  std::uint64_t maxTotalBytes = 0;
+  /// Content bytes any one file may hold.
+  std::uint64_t maxFileBytes = 0;
 };
 
 /// How a package is opened.
@@ -120,7 +130,12 @@ class KZF_EXPORT KZFPackage {
 
   /// Extracts the whole package below `root` (created when missing) as its file manifest
   /// lists it: folders, files with their dates and permission bits, and symbolic links.
+  /// Nothing is written outside `root`: every entry name and link target is checked before
+  /// anything touches the disk, folders are reached without following links, and each file is
+  /// written under a temporary name and renamed over its destination.
   void extract(const ustring& root);
+  /// Sets the limits later calls of `extract` enforce (unlimited until set).
+  void setExtractionBudget(const KZFExtractionBudget& budget);
 
  private:
   friend class KZFPackageTestPeer;
@@ -147,7 +162,7 @@ class KZF_EXPORT KZFPackage {
   void addEntryToExtractionManager(const ustring& source, const ustring& key, KZFFileEntry& entry);
   void serializeExtractionManager();
 
-  void extractWithExtractionManager(const ustring& root);
+  void extractWithExtractionManager(const ustring& root, const opc::model::PartName& manifest);
 
   // Symbolic links: where a link's target lives inside the package, and the link text that
   // reaches it from the link's own place.
@@ -176,6 +191,7 @@ class KZF_EXPORT KZFPackage {
   std::unique_ptr<KZFSettings> settings;
   KZFProgressObserver* progressObserver = nullptr;
   KZFProgress progress;
+  KZFExtractionBudget extractionBudget;
 };
 
 /// True when the path's extension names a native-extension file; `platform` then receives

@@ -1,27 +1,30 @@
 // Extraction: re-creating a package's folders, files and symbolic links below a root folder.
-#include <kzfpackage/KZFPackage.hpp>
+#include <unistd.h>
 
-#include "../package/KZFPackageStorage.hpp"
-
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <boost/filesystem.hpp>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
 #include <fl/i18n/DeployedException.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
+#include <kzfpackage/KZFPackage.hpp>
 #include <kzfpackage/MessageIds.hpp>
 #include <kzfpackage/Verbose.hpp>
+#include <map>
 #include <opc/String.hpp>
 #include <opc/model/CoreProperties.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/URI.hpp>
-
-#include <boost/date_time/posix_time/posix_time.hpp>
-#include <boost/filesystem.hpp>
-#include <boost/filesystem/fstream.hpp>
-#include <cstdint>
-#include <cstring>
-#include <ctime>
+#include <set>
 #include <stdexcept>
-#include <sys/stat.h>
+#include <vector>
+
+#include "../package/KZFPackageStorage.hpp"
+#include "PathSafety.hpp"
 
 namespace Quorlith::kzfpackage {
 
@@ -35,6 +38,8 @@ namespace {
 
 /// A link's stored target is read with one buffer of this size; longer targets are cut.
 constexpr std::size_t kLinkTargetBufferSize = 16384;
+/// File content is copied in pieces of this size.
+constexpr std::size_t kCopyBufferSize = 64 * 1024;
 
 std::string asciiNarrow(const ustring& text) { return std::string(text.begin(), text.end()); }
 
@@ -42,15 +47,10 @@ opc::model::PartName partNameOf(const KZFFileEntry& entry) {
   return opc::model::PartName(opc::model::URI(entry.getContent()));
 }
 
-void createParentOf(const fs::path& destination) {
-  fs::path parent = destination.parent_path();
-  if (!parent.empty() && !fs::exists(parent)) fs::create_directories(parent);
-}
-
-/// The stored UTC date as the file's modification time. The seconds since the epoch are kept
-/// as a signed 32-bit number, so dates after 2038-01-19 03:14:07 UTC wrap exactly as packages
-/// have always been extracted; they then pass through local time and back.
-void applyDate(const fs::path& destination, const pt::ptime& date) {
+/// The stored UTC date as the calendar time to give the file. The seconds since the epoch are
+/// kept as a signed 32-bit number, so dates after 2038-01-19 03:14:07 UTC wrap exactly as
+/// packages have always been extracted; they then pass through local time and back.
+std::time_t modificationTimeOf(const pt::ptime& date) {
   verbose << "ExtractWithExtractionManager: "
           << " set file last modified date @"
           << asciiNarrow(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
@@ -62,52 +62,19 @@ void applyDate(const fs::path& destination, const pt::ptime& date) {
   if (::localtime_r(&calendar, &local) == nullptr) {
     throw std::runtime_error("could not convert calendar time to local time");
   }
-  fs::last_write_time(destination, std::mktime(&local));
+  return std::mktime(&local);
 }
 
-/// Writes one file entry; returns the number of content bytes written.
-std::uint64_t extractFile(const opc::model::Package& package,
-                          const KZFFileReaderFactory& readerFactory, const KZFFileEntry& entry,
-                          const fs::path& destination) {
-  opc::model::Part part = package.getPart(partNameOf(entry));
-  createParentOf(destination);
-  std::uint64_t written = 0;
-  {
-    fs::ofstream out(destination, std::ios::binary | std::ios::trunc);
-    auto in = part.getInputStream();
-    if (readerFactory.willBeTransformed(entry.getName())) {
-      auto reader = readerFactory.getReader(entry.getName(), *in);
-      kzfdatainterfaces::KZFByteArray content = reader->readAll();
-      out.write(reinterpret_cast<const char*>(content.begin()),
-                static_cast<std::streamsize>(content.size()));
-      if (!out) throw std::runtime_error("could not write " + destination.string());
-      written = content.size();
-    } else {
-      written = opc::StreamHelper::copyStreamToStream(*in, out);
-    }
-    out.close();
-    if (!out) throw std::runtime_error("could not write " + destination.string());
-  }
-  verbose << "ExtractWithExtractionManager: create a file: " << destination.string() << std::endl;
+/// One entry after the checks that run before anything touches the disk.
+struct PlannedEntry {
+  KZFFileEntry entry;
+  pathsafety::EntryPath place;
+  std::string shownName;   ///< the entry's name for messages
+  std::string linkTarget;  ///< a link's target text (links only)
+};
 
-  // Entries read from a manifest always carry a date; one without a "date" attribute holds
-  // not-a-date-time, and such a file keeps the time it was written.
-  const boost::optional<pt::ptime> date = entry.getDate();
-  if (date && !date->is_special()) applyDate(destination, *date);
-
-  const unsigned short permission = entry.getPermission();
-  if (permission != 0) {
-    verbose << "ExtractWithExtractionManager: "
-            << " set permission to " << permission << std::endl;
-    if (::chmod(destination.c_str(), permission) != 0) {
-      verbose << "change permission failed" << std::endl;
-    }
-  }
-  return written;
-}
-
-void extractSymbolicLink(const opc::model::Package& package, const KZFFileEntry& entry,
-                         const fs::path& linkPath) {
+/// The stored target text of a link entry, as read from its part.
+std::string readLinkTarget(const opc::model::Package& package, const KZFFileEntry& entry) {
   opc::model::Part part = package.getPart(partNameOf(entry));
   auto in = part.getInputStream();
   // One buffer's worth of target text, gathered over as many stream reads as it takes.
@@ -122,12 +89,139 @@ void extractSymbolicLink(const opc::model::Package& package, const KZFFileEntry&
     throw DeployedException(KZFPACKAGE_ERROR_READ_FILE(to_string(entry.getContent())));
   }
   buffer[length] = '\0';
-  const ustring target = fl::i18n::utf8_to_ustring(std::string(buffer, std::strlen(buffer)));
-  const std::string narrowTarget = to_string(target);
-  verbose << "ExtractWithExtractionManager: create a symbolic name:" << linkPath.string()
-          << ",target=" << narrowTarget << std::endl;
-  createParentOf(linkPath);
-  fs::create_symlink(fs::path(narrowTarget), linkPath);
+  return to_string(fl::i18n::utf8_to_ustring(std::string(buffer, std::strlen(buffer))));
+}
+
+/// Checks every entry's name, kind, part and link target. A package that fails is refused
+/// before a single folder, file or link is made.
+std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
+                                         const std::vector<KZFFileEntry>& entries,
+                                         const opc::model::PartName& manifest) {
+  std::vector<PlannedEntry> plan;
+  std::map<std::string, KZFFileEntryType> kinds;
+  std::set<std::string> fileParts;
+  std::map<std::string, std::string> links;
+  for (const KZFFileEntry& entry : entries) {
+    const KZFFileEntryType type = entry.getType();
+    if (type != KZFFileEntryType::File && type != KZFFileEntryType::Folder &&
+        type != KZFFileEntryType::SymLink) {
+      continue;
+    }
+    PlannedEntry planned{
+        entry, pathsafety::checkEntryName(entry.getName()), to_string(entry.getName()), {}};
+    // "a" and "/a" are one place: it may not be a folder for one entry and a file for another.
+    const auto [kind, fresh] = kinds.emplace(planned.place.relative(), type);
+    if (!fresh && kind->second != type) {
+      pathsafety::refuseEntry(planned.shownName,
+                              "the name is used by two entries of different kinds");
+    }
+    if (type == KZFFileEntryType::File) {
+      const opc::model::PartName part = partNameOf(entry);
+      const std::string shownPart = to_string(entry.getContent());
+      if (part == manifest) {
+        pathsafety::refuseEntry(planned.shownName, "its content is the file manifest itself");
+      }
+      if (!package.hasPart(part)) {
+        pathsafety::refuseEntry(planned.shownName, "its part " + shownPart + " is missing");
+      }
+      // Many entries over one part would let a small package write without bound.
+      if (!fileParts.insert(part.getEquivalenceKey()).second) {
+        pathsafety::refuseEntry(planned.shownName,
+                                "its part " + shownPart + " is the content of another entry too");
+      }
+    } else if (type == KZFFileEntryType::SymLink) {
+      planned.linkTarget = readLinkTarget(package, entry);
+      links[planned.place.relative()] = planned.linkTarget;
+    }
+    plan.push_back(std::move(planned));
+  }
+  for (const PlannedEntry& planned : plan) {
+    if (planned.entry.getType() == KZFFileEntryType::SymLink) {
+      pathsafety::checkLinkTarget(planned.place, planned.linkTarget, links);
+    }
+  }
+  return plan;
+}
+
+/// Counts the bytes files are given against the package's extraction budget.
+class OutputBudget {
+ public:
+  explicit OutputBudget(const KZFExtractionBudget& limits) : limits_(limits) {}
+
+  /// Counts `count` more bytes for the file of `entry`, which holds `fileBytes` so far (never
+  /// more than the per-file limit: this refuses before a limit is passed, and the differences
+  /// below cannot wrap).
+  void charge(const std::string& entry, std::uint64_t fileBytes, std::uint64_t count) {
+    if (limits_.maxFileBytes != 0 && count > limits_.maxFileBytes - fileBytes) {
+      pathsafety::refuseEntry(entry, "its content exceeds the per-file budget of " +
+                                         std::to_string(limits_.maxFileBytes) + " bytes");
+    }
+    if (limits_.maxTotalBytes != 0 && count > limits_.maxTotalBytes - total_) {
+      pathsafety::refuseEntry(entry, "it exceeds the extraction's total budget of " +
+                                         std::to_string(limits_.maxTotalBytes) + " bytes");
+    }
+    total_ += count;
+  }
+
+ private:
+  const KZFExtractionBudget& limits_;
+  std::uint64_t total_ = 0;
+};
+
+/// Writes one file entry; returns the number of content bytes written.
+std::uint64_t extractFile(const opc::model::Package& package,
+                          const KZFFileReaderFactory& readerFactory, const PlannedEntry& planned,
+                          const pathsafety::BeneathRoot& root, OutputBudget& budget) {
+  const KZFFileEntry& entry = planned.entry;
+  const std::string& name = planned.shownName;
+  opc::model::Part part = package.getPart(partNameOf(entry));
+  const pathsafety::UniqueFd folder =
+      root.openFolder(planned.place, planned.place.components.size() - 1, name);
+  pathsafety::StagedFile file(folder, planned.place.components.back(), name);
+  std::uint64_t written = 0;
+  auto in = part.getInputStream();
+  if (readerFactory.willBeTransformed(entry.getName())) {
+    auto reader = readerFactory.getReader(entry.getName(), *in);
+    kzfdatainterfaces::KZFByteArray content = reader->readAll();
+    budget.charge(name, 0, content.size());
+    file.write(reinterpret_cast<const char*>(content.begin()), content.size());
+    written = content.size();
+  } else {
+    std::vector<char> buffer(kCopyBufferSize);
+    for (std::size_t got; (got = in->read(buffer.data(), buffer.size())) != 0; written += got) {
+      budget.charge(name, written, got);
+      file.write(buffer.data(), got);
+    }
+  }
+  verbose << "ExtractWithExtractionManager: create a file: " << root.path() << '/'
+          << planned.place.relative() << std::endl;
+
+  // Entries read from a manifest always carry a date; one without a "date" attribute holds
+  // not-a-date-time, and such a file keeps the time it was written.
+  const boost::optional<pt::ptime> date = entry.getDate();
+  if (date && !date->is_special()) file.setModificationTime(modificationTimeOf(*date));
+
+  const unsigned short permission = entry.getPermission();
+  if (permission != 0) {
+    verbose << "ExtractWithExtractionManager: "
+            << " set permission to " << permission << std::endl;
+    if (!file.setPermission(permission)) verbose << "change permission failed" << std::endl;
+  }
+  file.commit();
+  return written;
+}
+
+void extractSymbolicLink(const PlannedEntry& planned, const pathsafety::BeneathRoot& root) {
+  const pathsafety::UniqueFd folder =
+      root.openFolder(planned.place, planned.place.components.size() - 1, planned.shownName);
+  verbose << "ExtractWithExtractionManager: create a symbolic name:" << root.path() << '/'
+          << planned.place.relative() << ",target=" << planned.linkTarget << std::endl;
+  // Never replaced: a name already there (a second extraction, a planted file) is an error.
+  if (::symlinkat(planned.linkTarget.c_str(), folder.get(),
+                  planned.place.components.back().c_str()) != 0) {
+    pathsafety::refuseEntry(planned.shownName,
+                            std::string("cannot create the link: ") + std::strerror(errno));
+  }
 }
 
 }  // namespace
@@ -157,44 +251,52 @@ void KZFPackage::extract(const ustring& root) {
     verbose << "Extract KZF package, found kzf file manifest file, loading it into exraction "
                "manager."
             << std::endl;
-    opc::model::Part manifest = storage->package.getPart(
-        opc::model::PartName(relationships.front().getTargetURI(true)));
+    const opc::model::PartName manifestName(relationships.front().getTargetURI(true));
+    opc::model::Part manifest = storage->package.getPart(manifestName);
     KZFExtractionSerializer serializer;
     extractionManager = std::make_unique<KZFExtractionManager>();
     auto in = manifest.getInputStream();
     extractionManager->load(*in, serializer);
-    extractWithExtractionManager(root);
+    extractWithExtractionManager(root, manifestName);
   } catch (const std::runtime_error& e) {
     throw DeployedException(KZFPACKAGE_EXTRACT_FAILED(narrowRoot, e.what()));
   }
 }
 
-void KZFPackage::extractWithExtractionManager(const ustring& root) {
-  const fs::path rootPath(to_string(root));
+void KZFPackage::setExtractionBudget(const KZFExtractionBudget& budget) {
+  extractionBudget = budget;
+}
+
+void KZFPackage::extractWithExtractionManager(const ustring& root,
+                                              const opc::model::PartName& manifest) {
   // Entries come in ascending name order; a file whose folder has no entry of its own yet gets
   // its parents created on the spot.
   const std::vector<KZFFileEntry> entries = extractionManager->getEntries();
+  const std::vector<PlannedEntry> plan = planExtraction(storage->package, entries, manifest);
+  const pathsafety::BeneathRoot beneath(to_string(root));
+  OutputBudget budget(extractionBudget);
   progress = KZFProgress();
   progress.phase = KZFProgress::Phase::Extracting;
   progress.entriesTotal = entries.size();
+  auto next = plan.begin();
   for (const KZFFileEntry& entry : entries) {
-    const fs::path name(to_string(entry.getName()));
-    switch (entry.getType()) {
-      case KZFFileEntryType::Folder: {
-        const fs::path destination = rootPath / name;
-        verbose << "ExtractWithExtractionManager: create a directory:" << destination.string()
-                << std::endl;
-        fs::create_directories(destination);
-        break;
+    // Entries of an unknown kind are not planned, and are skipped without a word.
+    if (next != plan.end() && next->entry.getName() == entry.getName()) {
+      const PlannedEntry& planned = *next++;
+      switch (entry.getType()) {
+        case KZFFileEntryType::Folder:
+          verbose << "ExtractWithExtractionManager: create a directory:" << beneath.path() << '/'
+                  << planned.place.relative() << std::endl;
+          beneath.openFolder(planned.place, planned.place.components.size(), planned.shownName);
+          break;
+        case KZFFileEntryType::File:
+          progress.bytesDone +=
+              extractFile(storage->package, readerFactory, planned, beneath, budget);
+          break;
+        default:
+          extractSymbolicLink(planned, beneath);
+          break;
       }
-      case KZFFileEntryType::File:
-        progress.bytesDone += extractFile(storage->package, readerFactory, entry, rootPath / name);
-        break;
-      case KZFFileEntryType::SymLink:
-        extractSymbolicLink(storage->package, entry, fs::absolute(name, rootPath).lexically_normal());
-        break;
-      default:
-        break;
     }
     reportProgress(entry.getName());
   }

@@ -145,7 +145,9 @@ void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
   const fs::path linkFolder = fs::absolute(pathOf(source), fs::current_path()).parent_path();
   // A dangling link is mapped like any other: its missing target is queued, and adding that
   // at close fails as for any missing source.
-  const fs::path resolved = fs::absolute(pathOf(linkTarget), linkFolder);
+  // Normalised, so that a relative target climbing out of the packed tree ("../../x") is seen
+  // as outside it and mirrored below the package root, instead of keeping ".." in its place.
+  const fs::path resolved = fs::absolute(pathOf(linkTarget), linkFolder).lexically_normal();
   if (!resolved.has_root_directory()) {
     throw DeployedException(KZFPACKAGE_ERROR_PATH_RELATIVE(resolved.string()));
   }

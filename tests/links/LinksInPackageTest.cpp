@@ -132,6 +132,16 @@ TEST_F(LinksInPackageTest, EveryKindOfLinkReachesTheSameContentAfterExtraction) 
   EXPECT_EQ(fs::read_symlink(out() / "app/lib/x/tool-link").string(), "../../bin/tool");
 }
 
+TEST_F(LinksInPackageTest, RelativeLinkLeavingTheTreeIsStoredAtItsMirroredPlace) {
+  writeFile(outside() / "ext.txt", "outside the tree");
+  link("../../outside/ext.txt", src() / "app/up");
+  pack(listTree());
+  extract();
+  const fs::path reached = fs::canonical(out() / "app/up");
+  EXPECT_EQ(reached.string().rfind(fs::canonical(out()).string(), 0), 0u) << reached;
+  EXPECT_EQ(readFile(reached), "outside the tree");
+}
+
 TEST_F(LinksInPackageTest, DanglingLinkFailsAtCloseAndLeavesNoPackage) {
   writeFile(src() / "app/f.txt", "f");
   link("missing.txt", src() / "app/dangling");

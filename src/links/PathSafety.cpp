@@ -1,0 +1,326 @@
+// Path safety for extraction: name checks, link containment, resolution beneath the root.
+#include "PathSafety.hpp"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <deque>
+#include <random>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace Quorlith::kzfpackage::pathsafety {
+
+namespace {
+
+/// Links followed while judging one target before it counts as a loop (the kernel's limit).
+constexpr int kMaxLinkExpansions = 40;
+/// openat2 answers EAGAIN when a rename raced the lookup; it is asked again this many times.
+constexpr int kMaxOpenat2Retries = 64;
+/// Attempts at a fresh temporary name before giving up.
+constexpr int kMaxTemporaryNameAttempts = 100;
+
+std::atomic<bool> walkForced{false};
+/// Set once the kernel (or a seccomp policy) has answered ENOSYS or EPERM to openat2.
+std::atomic<bool> openat2Unavailable{false};
+
+/// The name as it may appear in a message: printable ASCII as is, everything else escaped.
+std::string printable(const fl::i18n::ustring& name) {
+  std::string out;
+  for (char16_t c : name) {
+    if (c >= 0x20 && c < 0x7F && c != u'\\') {
+      out += static_cast<char>(c);
+    } else {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04X", static_cast<unsigned>(c));
+      out += escaped;
+    }
+  }
+  return out;
+}
+
+bool isControl(char16_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); }
+
+std::vector<std::string> split(std::string_view text) {
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  for (;;) {
+    std::size_t slash = text.find('/', start);
+    parts.emplace_back(text.substr(start, slash - start));
+    if (slash == std::string_view::npos) return parts;
+    start = slash + 1;
+  }
+}
+
+std::string join(const std::vector<std::string>& parts, std::size_t count) {
+  std::string out;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (i != 0) out += '/';
+    out += parts[i];
+  }
+  return out;
+}
+
+std::string folderProblem(int error) {
+  switch (error) {
+    // O_NOFOLLOW | O_DIRECTORY answers ENOTDIR for a link, RESOLVE_NO_SYMLINKS ELOOP.
+    case ELOOP:
+    case ENOTDIR:
+      return "is not a real folder (a file, or a symbolic link, which extraction never follows)";
+    case EXDEV:
+      return "leads outside the extraction root";
+    default:
+      return std::strerror(error);
+  }
+}
+
+}  // namespace
+
+void refuseEntry(const std::string& entry, const std::string& reason) {
+  throw std::runtime_error("entry \"" + entry + "\": " + reason);
+}
+
+std::string EntryPath::relative() const { return join(components, components.size()); }
+
+EntryPath checkEntryName(const fl::i18n::ustring& name) {
+  const std::string shown = printable(name);
+  if (name.empty()) refuseEntry(shown, "the name is empty");
+  for (char16_t c : name) {
+    if (c == 0) refuseEntry(shown, "the name holds a NUL character");
+    if (isControl(c)) refuseEntry(shown, "the name holds a control character");
+    if (c == u'\\') refuseEntry(shown, "the name holds a backslash");
+  }
+  // One leading "/" names the root itself: the library's own entries are written that way.
+  const std::u16string_view body =
+      name.front() == u'/' ? std::u16string_view(name).substr(1) : std::u16string_view(name);
+  if (body.empty()) refuseEntry(shown, "the name is only \"/\"");
+  if (body.back() == u'/') refuseEntry(shown, "the name ends in \"/\"");
+  std::string narrow;
+  try {
+    narrow = fl::i18n::to_string(fl::i18n::ustring(body));
+  } catch (const std::exception& e) {
+    refuseEntry(shown, std::string("the name has no form in the narrow encoding: ") + e.what());
+  }
+  // A multi-byte encoding may place a backslash byte inside a character.
+  if (narrow.find('\\') != std::string::npos) refuseEntry(shown, "the name holds a backslash");
+  if (narrow.size() > kMaxNameBytes) {
+    refuseEntry(shown, "the name is longer than " + std::to_string(kMaxNameBytes) + " bytes");
+  }
+  EntryPath path{split(narrow)};
+  for (const std::string& component : path.components) {
+    if (component.empty()) refuseEntry(shown, "the name has an empty component");
+    if (component == "." || component == "..") {
+      refuseEntry(shown, "the name has a \"" + component + "\" component");
+    }
+    if (component.size() > kMaxComponentBytes) {
+      refuseEntry(shown, "a component of the name is longer than " +
+                             std::to_string(kMaxComponentBytes) + " bytes");
+    }
+  }
+  return path;
+}
+
+void checkLinkTarget(const EntryPath& link, const std::string& target,
+                     const std::map<std::string, std::string>& links) {
+  const std::string shown = link.relative();
+  if (!target.empty() && target.front() == '/') {
+    refuseEntry(shown, "the link target \"" + target + "\" is absolute");
+  }
+  std::vector<std::string> place(link.components.begin(), link.components.end() - 1);
+  std::deque<std::string> pending;
+  for (std::string& part : split(target)) pending.push_back(std::move(part));
+  int expansions = 0;
+  while (!pending.empty()) {
+    const std::string component = std::move(pending.front());
+    pending.pop_front();
+    if (component.empty() || component == ".") continue;
+    if (component == "..") {
+      if (place.empty()) {
+        refuseEntry(shown, "the link target \"" + target + "\" climbs out of the extraction root");
+      }
+      place.pop_back();
+      continue;
+    }
+    place.push_back(component);
+    const auto through = links.find(join(place, place.size()));
+    if (through == links.end()) continue;
+    if (++expansions > kMaxLinkExpansions) {
+      refuseEntry(shown, "the link target \"" + target + "\" leads through a loop of links");
+    }
+    place.pop_back();
+    const std::string& next = through->second;
+    if (!next.empty() && next.front() == '/') {
+      refuseEntry(shown, "the link target \"" + target + "\" passes through the link \"" +
+                             through->first + "\", whose target is absolute");
+    }
+    std::vector<std::string> parts = split(next);
+    pending.insert(pending.begin(), parts.begin(), parts.end());
+  }
+}
+
+UniqueFd::~UniqueFd() { close(); }
+
+UniqueFd::UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+
+UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
+  if (this != &other) {
+    close();
+    fd_ = std::exchange(other.fd_, -1);
+  }
+  return *this;
+}
+
+int UniqueFd::close() noexcept {
+  if (fd_ < 0) return 0;
+  // Linux releases the descriptor even when close fails: it is never closed twice.
+  const int result = ::close(std::exchange(fd_, -1));
+  return result == 0 ? 0 : errno;
+}
+
+void forceComponentWalk(bool on) { walkForced = on; }
+
+BeneathRoot::BeneathRoot(const std::string& root) : root_(root) {
+  fd_ = UniqueFd(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd_.get() < 0)
+    refuseEntry(".", "cannot open the extraction root: " + std::string(std::strerror(errno)));
+}
+
+UniqueFd BeneathRoot::openExisting(int folder, const std::string& relative, int& error) const {
+  if (!walkForced && !openat2Unavailable) {
+    open_how how{};
+    how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    for (int attempt = 0;; ++attempt) {
+      const long fd = ::syscall(SYS_openat2, folder, relative.c_str(), &how, sizeof how);
+      if (fd >= 0) return UniqueFd(static_cast<int>(fd));
+      if (errno == EINTR || (errno == EAGAIN && attempt < kMaxOpenat2Retries)) continue;
+      break;
+    }
+    if (errno != ENOSYS && errno != EPERM) {
+      error = errno;
+      return UniqueFd();
+    }
+    // Older kernels lack openat2 and some sandboxes forbid it: walk instead, from now on.
+    openat2Unavailable = true;
+  }
+  // Names were checked to hold no "." or ".." component, so with O_NOFOLLOW on every step
+  // the walk can neither climb out nor pass through a link.
+  UniqueFd current;
+  int at = folder;
+  for (const std::string& component : split(relative)) {
+    UniqueFd next(::openat(at, component.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (next.get() < 0) {
+      error = errno;
+      return UniqueFd();
+    }
+    current = std::move(next);
+    at = current.get();
+  }
+  return current;
+}
+
+UniqueFd BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
+                                 const std::string& entry) const {
+  if (count == 0) {
+    UniqueFd copy(::fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0));
+    if (copy.get() < 0)
+      refuseEntry(entry, "cannot reach the extraction root: " + std::string(std::strerror(errno)));
+    return copy;
+  }
+  // The whole path first: in the common case every level exists already.
+  int error = 0;
+  UniqueFd whole = openExisting(fd_.get(), join(place.components, count), error);
+  if (whole.get() >= 0) return whole;
+  if (error != ENOENT) {
+    refuseEntry(entry,
+                "the folder \"" + join(place.components, count) + "\" " + folderProblem(error));
+  }
+  UniqueFd current = openFolder(place, 0, entry);
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::string& component = place.components[i];
+    UniqueFd next = openExisting(current.get(), component, error);
+    if (next.get() < 0 && error == ENOENT) {
+      // Another entry (or another process) may make the folder first: EEXIST is fine, and the
+      // open that follows decides whether what exists is a real folder.
+      if (::mkdirat(current.get(), component.c_str(), 0777) != 0 && errno != EEXIST) {
+        refuseEntry(entry, "cannot create the folder \"" + join(place.components, i + 1) +
+                               "\": " + std::strerror(errno));
+      }
+      next = openExisting(current.get(), component, error);
+    }
+    if (next.get() < 0) {
+      refuseEntry(entry,
+                  "the folder \"" + join(place.components, i + 1) + "\" " + folderProblem(error));
+    }
+    current = std::move(next);
+  }
+  return current;
+}
+
+StagedFile::StagedFile(const UniqueFd& folder, std::string finalName, std::string entry)
+    : folder_(folder.get()), finalName_(std::move(finalName)), entry_(std::move(entry)) {
+  static constexpr char kAlphabet[] = "abcdefghijklmnopqrstuvwxyz0123456789";
+  thread_local std::mt19937_64 random{std::random_device{}()};
+  std::uniform_int_distribution<std::size_t> pick(0, sizeof kAlphabet - 2);
+  for (int attempt = 0; attempt < kMaxTemporaryNameAttempts; ++attempt) {
+    std::string candidate = ".kzfext-";
+    for (int i = 0; i < 8; ++i) candidate += kAlphabet[pick(random)];
+    // Mode 0666: the umask then gives the file the mode any newly written file would get.
+    fd_ = UniqueFd(::openat(folder_, candidate.c_str(),
+                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    if (fd_.get() >= 0) {
+      temporaryName_ = std::move(candidate);
+      return;
+    }
+    if (errno != EEXIST) fail("create a temporary file in its folder", errno);
+  }
+  fail("find a free temporary name in its folder", EEXIST);
+}
+
+StagedFile::~StagedFile() {
+  if (!committed_ && !temporaryName_.empty()) ::unlinkat(folder_, temporaryName_.c_str(), 0);
+}
+
+void StagedFile::write(const char* data, std::size_t count) {
+  while (count > 0) {
+    const ssize_t written = ::write(fd_.get(), data, count);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      fail("write its content", errno);
+    }
+    data += written;
+    count -= static_cast<std::size_t>(written);
+  }
+}
+
+bool StagedFile::setPermission(mode_t permission) {
+  // Only the permission bits: a package never sets set-user-id, set-group-id or sticky.
+  return ::fchmod(fd_.get(), permission & 0777) == 0;
+}
+
+void StagedFile::setModificationTime(std::time_t seconds) {
+  const timespec times[2] = {{0, UTIME_OMIT}, {seconds, 0}};
+  if (::futimens(fd_.get(), times) != 0) fail("set its modification time", errno);
+}
+
+void StagedFile::commit() {
+  if (const int error = fd_.close(); error != 0) fail("close it after writing", error);
+  if (::renameat(folder_, temporaryName_.c_str(), folder_, finalName_.c_str()) != 0) {
+    fail("rename it over its final name", errno);
+  }
+  committed_ = true;
+}
+
+void StagedFile::fail(const std::string& action, int error) const {
+  refuseEntry(entry_, "cannot " + action + ": " + std::strerror(error));
+}
+
+}  // namespace Quorlith::kzfpackage::pathsafety

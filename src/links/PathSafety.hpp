@@ -1,0 +1,125 @@
+// Path safety for extraction: entry-name checks, link-target containment, and folder and file
+// operations resolved beneath an open handle on the extraction root, never through a link.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <ctime>
+#include <fl/i18n/ustring.hpp>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Quorlith::kzfpackage::pathsafety {
+
+/// Longest component and longest whole name (in narrow bytes) an entry may have.
+constexpr std::size_t kMaxComponentBytes = 255;
+constexpr std::size_t kMaxNameBytes = 4095;
+
+/// The one place that refuses an entry: throws std::runtime_error("entry \"<entry>\": <reason>"),
+/// which extract reports as KZFPACKAGE_EXTRACT_FAILED with the root.
+[[noreturn]] void refuseEntry(const std::string& entry, const std::string& reason);
+
+/// An entry name that passed checkEntryName: its components below the extraction root.
+struct EntryPath {
+  /// The components in narrow text, at least one, none empty, "." or "..".
+  std::vector<std::string> components;
+  /// The components joined with "/" (no leading "/").
+  std::string relative() const;
+};
+
+/// Checks one entry name before anything touches the disk and returns its place below the
+/// root. One leading "/" means the root itself. Throws std::runtime_error naming the entry when
+/// the name is empty, has an empty, "." or ".." component, ends in "/", holds a backslash, a
+/// NUL or another control character, has a component over 255 bytes or is over 4095 bytes as a
+/// whole, or cannot be converted strictly to the narrow encoding.
+EntryPath checkEntryName(const fl::i18n::ustring& name);
+
+/// Throws std::runtime_error naming the link when `target`, read from the link's own folder,
+/// is absolute or climbs out of the root. `links` maps the relative path of every link the
+/// package will create to its target: a component that names one of them is followed, as the
+/// kernel would follow it, so that chains ("cur" -> ".", "par" -> "cur/..") are judged by where
+/// they really lead.
+void checkLinkTarget(const EntryPath& link, const std::string& target,
+                     const std::map<std::string, std::string>& links);
+
+/// An owned file descriptor, closed on destruction; `close` reports a failed close.
+class UniqueFd {
+ public:
+  UniqueFd() = default;
+  explicit UniqueFd(int fd) : fd_(fd) {}
+  ~UniqueFd();
+  UniqueFd(UniqueFd&& other) noexcept;
+  UniqueFd& operator=(UniqueFd&& other) noexcept;
+  UniqueFd(const UniqueFd&) = delete;
+  UniqueFd& operator=(const UniqueFd&) = delete;
+
+  int get() const { return fd_; }
+  /// Closes now; returns 0, or the errno of a failed close (the descriptor is gone either way).
+  int close() noexcept;
+
+ private:
+  int fd_ = -1;
+};
+
+/// Test switch: when on, folders are resolved by the component-by-component walk even where
+/// the kernel offers openat2, so that both resolutions can be tested on one machine.
+void forceComponentWalk(bool on);
+
+/// The extraction root, held open. Every folder below it is reached without following any
+/// symbolic link: with openat2(RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS)
+/// where the kernel offers it, otherwise by opening one component at a time with O_NOFOLLOW.
+class BeneathRoot {
+ public:
+  /// Opens `root` (an existing folder). Throws std::runtime_error naming it on failure.
+  explicit BeneathRoot(const std::string& root);
+
+  /// The root as given, for messages and traces.
+  const std::string& path() const { return root_; }
+
+  /// Opens the folder made of the first `count` components of `place`, creating missing levels
+  /// with mkdirat. An existing name is accepted only when it is a real folder. Errors name
+  /// `entry`.
+  UniqueFd openFolder(const EntryPath& place, std::size_t count, const std::string& entry) const;
+
+ private:
+  UniqueFd openExisting(int folder, const std::string& relative, int& error) const;
+
+  std::string root_;
+  UniqueFd fd_;
+};
+
+/// A file being written under a fresh temporary name in its folder. `commit` renames it over
+/// the final name, so that whatever was planted there (a link, a hard link) is replaced, never
+/// written through; without a commit the temporary file is removed.
+class StagedFile {
+ public:
+  /// Creates the temporary file (O_EXCL | O_NOFOLLOW, mode 0666 less the umask) in `folder`,
+  /// which must stay open for the life of this object. Errors name `entry`.
+  StagedFile(const UniqueFd& folder, std::string finalName, std::string entry);
+  ~StagedFile();
+  StagedFile(const StagedFile&) = delete;
+  StagedFile& operator=(const StagedFile&) = delete;
+
+  /// Appends bytes; a failed write throws.
+  void write(const char* data, std::size_t count);
+  /// Sets the permission bits (masked with 0777); returns false when the change failed.
+  bool setPermission(mode_t permission);
+  /// Sets the modification time (the access time is left alone); a failure throws.
+  void setModificationTime(std::time_t seconds);
+  /// Closes the file (a failed close throws) and renames it over the final name.
+  void commit();
+
+ private:
+  [[noreturn]] void fail(const std::string& action, int error) const;
+
+  int folder_;
+  std::string finalName_;
+  std::string entry_;
+  std::string temporaryName_;
+  UniqueFd fd_;
+  bool committed_ = false;
+};
+
+}  // namespace Quorlith::kzfpackage::pathsafety

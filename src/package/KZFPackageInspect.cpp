@@ -1,0 +1,118 @@
+// Looking into a package open for reading: its file manifest with sizes, and a full check.
+#include <kzfpackage/KZFPackage.hpp>
+
+#include "KZFPackageStorage.hpp"
+
+#include <fl/i18n/DeployedException.hpp>
+#include <kzfpackage/KZFExtractionManager.hpp>
+#include <kzfpackage/KZFExtractionSerializer.hpp>
+#include <kzfpackage/KZFSettingsSerializer.hpp>
+#include <opc/String.hpp>
+#include <opc/model/PartName.hpp>
+#include <opc/model/URI.hpp>
+
+#include <boost/optional.hpp>
+
+namespace Quorlith::kzfpackage {
+
+namespace {
+
+/// The part an entry's content names, when that is a valid part name of an existing part.
+boost::optional<opc::model::PartName> existingPart(const opc::model::Package& package,
+                                                   const ustring& content) {
+  try {
+    opc::model::PartName name{opc::model::URI(content)};
+    if (package.hasPart(name)) return name;
+  } catch (const std::runtime_error&) {
+    // Not a valid part name: no such part.
+  }
+  return boost::none;
+}
+
+/// The target of the first package relationship of `type`, if there is one.
+boost::optional<opc::model::PartName> relationshipTarget(const opc::model::Package& package,
+                                                         const char* type) {
+  auto relationships = package.getRelationshipsByType(opc::toStringFromASCIIStringLiteral(type));
+  if (relationships.empty()) return boost::none;
+  return opc::model::PartName(relationships.front().getTargetURI(true));
+}
+
+std::string narrow(const ustring& text) { return fl::i18n::to_string(text); }
+
+}  // namespace
+
+std::vector<KZFEntryInfo> KZFPackage::listEntries() {
+  throwIfNotOpenForRead();
+  std::vector<KZFEntryInfo> result;
+  auto manifestName = relationshipTarget(storage->package, KZF_EXTRACTION_RELATIONSHIP);
+  if (!manifestName) return result;
+  KZFExtractionManager manager;
+  auto in = storage->package.getPart(*manifestName).getInputStream();
+  manager.load(*in, KZFExtractionSerializer());
+
+  std::vector<KZFFileEntry> entries = manager.getEntries();
+  result.reserve(entries.size());
+  for (KZFFileEntry& entry : entries) {
+    std::uint64_t size = 0;
+    if (entry.getType() != KZFFileEntryType::Folder) {
+      if (auto part = existingPart(storage->package, entry.getContent())) {
+        if (const auto* item = storage->physicalPackage.findItem(part->getItemName())) {
+          size = item->size;
+        }
+      }
+    }
+    result.push_back(KZFEntryInfo{std::move(entry), size});
+  }
+  return result;
+}
+
+std::vector<std::string> KZFPackage::verify() {
+  throwIfNotOpenForRead();
+  std::vector<std::string> problems;
+
+  // Every part reads to its end: the container checks each one's size and CRC there.
+  char buffer[65536];
+  for (const opc::model::Part& part : storage->package.getParts()) {
+    try {
+      auto in = part.getInputStream();
+      while (in->read(buffer, sizeof buffer) != 0) {
+      }
+    } catch (const std::exception& e) {
+      problems.push_back("part " + narrow(part.getName().toString()) + ": " + e.what());
+    }
+  }
+
+  // A manifest that cannot be found or read is one problem; the check goes on.
+  auto check = [&problems](const char* what, const auto& step) {
+    try {
+      step();
+    } catch (const std::exception& e) {
+      problems.push_back(std::string(what) + ": " + e.what());
+    }
+  };
+  check("file manifest", [&] {
+    auto manifestName = relationshipTarget(storage->package, KZF_EXTRACTION_RELATIONSHIP);
+    if (!manifestName) return;
+    KZFExtractionManager manager;
+    auto in = storage->package.getPart(*manifestName).getInputStream();
+    manager.load(*in, KZFExtractionSerializer());
+    for (const KZFFileEntry& entry : manager.getEntries()) {
+      if (entry.getType() != KZFFileEntryType::Folder &&
+          !existingPart(storage->package, entry.getContent())) {
+        problems.push_back("entry " + narrow(entry.getName()) + ": its part " +
+                           narrow(entry.getContent()) + " is missing");
+      }
+    }
+  });
+  check("configuration manifest", [&] {
+    auto settingsName =
+        relationshipTarget(storage->package, KZF_CONFIGURATION_MANIFEST_RELATIONSHIP);
+    if (!settingsName) return;
+    auto in = storage->package.getPart(*settingsName).getInputStream();
+    KZFSettings loaded;
+    KZFSettingsSerializer().load(*in, loaded);
+  });
+  return problems;
+}
+
+}  // namespace Quorlith::kzfpackage

@@ -1,0 +1,218 @@
+// Hostile packages: each one fails with its identifier, or is made harmless, and nothing
+// outside the extraction root changes, whichever way folders are resolved.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <KzfErrorMatchers.hpp>
+#include <TempDir.hpp>
+#include <boost/filesystem/fstream.hpp>
+#include <iterator>
+#include <kzfpackage/KZFPackage.hpp>
+#include <sstream>
+#include <string>
+#include <tuple>
+
+#include "PathSafety.hpp"
+
+namespace kzftest {
+namespace {
+
+namespace fs = boost::filesystem;
+using Quorlith::kzfpackage::KZFPackage;
+namespace kzf = Quorlith::kzfpackage;
+namespace pathsafety = Quorlith::kzfpackage::pathsafety;
+
+fl::i18n::ustring u(const fs::path& p) { return fl::i18n::to_ustring(p.string()); }
+
+std::string readFile(const fs::path& path) {
+  fs::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+/// Every name below `folder` with its kind, mode, size, link count and content or link text.
+std::string listing(const fs::path& folder) {
+  std::ostringstream out;
+  for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
+    struct stat st {};
+    ::lstat(it->path().c_str(), &st);
+    out << fs::relative(it->path(), folder).string() << " mode=" << std::oct << st.st_mode
+        << std::dec << " links=" << st.st_nlink << " size=" << st.st_size;
+    if (S_ISLNK(st.st_mode)) out << " -> " << fs::read_symlink(it->path()).string();
+    if (S_ISREG(st.st_mode)) out << " [" << readFile(it->path()) << "]";
+    out << '\n';
+  }
+  return out.str();
+}
+
+/// Names left behind by an interrupted file write.
+std::string temporaryFilesBelow(const fs::path& folder) {
+  std::string found;
+  for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
+    if (it->path().filename().string().rfind(".kzfext-", 0) == 0)
+      found += it->path().string() + "\n";
+  }
+  return found;
+}
+
+/// What the test puts in place before extracting.
+enum class Plant {
+  Nothing,
+  LinkToOutsideFolder,    ///< root/evil -> ../outside
+  LinkAtDestination,      ///< root/victim -> ../outside/secret
+  HardLinkAtDestination,  ///< root/victim is a hard link of outside/secret
+};
+
+struct HostileCase {
+  const char* name;        ///< the corpus file, without ".kzf"
+  const char* identifier;  ///< the expected error, or "" when extraction succeeds harmlessly
+  const char* fragment;    ///< part of the message
+  Plant plant = Plant::Nothing;
+  /// Extra checks of a harmless extraction's result.
+  void (*check)(const fs::path& root) = nullptr;
+};
+
+enum class Resolver { Openat2, ComponentWalk };
+
+using Row = std::tuple<HostileCase, Resolver>;
+
+void expectReplacedFile(const fs::path& root) {
+  struct stat st {};
+  ASSERT_EQ(::lstat((root / "victim").c_str(), &st), 0);
+  EXPECT_TRUE(S_ISREG(st.st_mode));
+  EXPECT_EQ(st.st_nlink, 1u);
+  EXPECT_EQ(readFile(root / "victim"), "replaced");
+}
+
+void expectLinkBelowRoot(const fs::path& root) {
+  EXPECT_EQ(fs::read_symlink(root / "abs-link").string(), "target-inside");
+}
+
+void expectPermissionBitsOnly(const fs::path& root) {
+  struct stat st {};
+  ASSERT_EQ(::stat((root / "tool").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0777u) << "set-user-id, set-group-id and sticky are dropped";
+}
+
+void expectConfigurationManifest(const fs::path& root) {
+  EXPECT_EQ(readFile(root / ".META/manifest.xml"), "<configuration/>");
+}
+
+void expectSchemaHintIgnored(const fs::path& root) {
+  EXPECT_EQ(readFile(root / "p"), "stored content of the victim part")
+      << "the manifest is validated against the built-in schema only";
+}
+
+constexpr const char* kFailed = "KZFPACKAGE_EXTRACT_FAILED";
+constexpr const char* kOpenFailed = "KZFPACKAGE_OPEN_FAILED";
+constexpr const char* kInvalidXml = "KZFPACKAGE_INVALID_XML";
+
+const HostileCase kCases[] = {
+    {"dotdot_name", kFailed, "a \"..\" component"},
+    {"dotdot_inside_name", kFailed, "a \"..\" component"},
+    {"dotdot_folder", kFailed, "a \"..\" component"},
+    {"dot_component", kFailed, "a \".\" component"},
+    {"absolute_double_slash", kFailed, "an empty component"},
+    {"absolute_link_name", "", "", Plant::Nothing, expectLinkBelowRoot},
+    {"trailing_slash", kFailed, "ends in \"/\""},
+    {"backslash", kFailed, "backslash"},
+    {"nul_character", kInvalidXml, ""},
+    {"newline_character", kFailed, "control character"},
+    {"tab_character", kFailed, "control character"},
+    {"long_component", kFailed, "longer than 255 bytes"},
+    {"long_path", kFailed, "longer than 4095 bytes"},
+    {"folder_then_file_same_name", kFailed, "two entries of different kinds"},
+    {"absolute_link_target", kFailed, "is absolute"},
+    {"climbing_link_target", kFailed, "climbs out of the extraction root"},
+    {"link_then_file_through_it", kFailed, "is not a real folder"},
+    {"chained_links", kFailed, "climbs out of the extraction root"},
+    {"link_loop", kFailed, "loop of links"},
+    {"through_planted_link", kFailed, "is not a real folder", Plant::LinkToOutsideFolder},
+    {"over_planted_link", "", "", Plant::LinkAtDestination, expectReplacedFile},
+    {"over_planted_hard_link", "", "", Plant::HardLinkAtDestination, expectReplacedFile},
+    {"setuid_bits", "", "", Plant::Nothing, expectPermissionBitsOnly},
+    {"many_entries_one_part", kFailed, "content of another entry too"},
+    {"missing_part", kFailed, "/missing.bin is missing"},
+    {"file_manifest_as_content", kFailed, "the file manifest itself"},
+    {"own_configuration_manifest", "", "", Plant::Nothing, expectConfigurationManifest},
+    {"zip_truncated", kOpenFailed, ""},
+    {"zip_bad_crc", kFailed, "p.bin"},
+    {"zip_wrong_sizes", kFailed, "p.bin"},
+    {"zip_name_mismatch", kFailed, "p.bin"},
+    {"zip_overlap", kOpenFailed, ""},
+    {"zip_duplicates", kOpenFailed, "p.bin"},
+    {"zip_unknown_method", kFailed, "p.bin"},
+    {"zip_encryption_flag", kFailed, "p.bin"},
+    {"xml_entity_bomb", kInvalidXml, ""},
+    {"xml_external_entity", kInvalidXml, ""},
+    {"xml_external_dtd", kInvalidXml, ""},
+    {"xml_schema_location", "", "", Plant::Nothing, expectSchemaHintIgnored},
+    {"xml_foreign_namespace", kInvalidXml, ""},
+    {"xml_oversized", kInvalidXml, ""},
+};
+
+class HostileExtractionTest : public TempDirTest, public ::testing::WithParamInterface<Row> {
+ protected:
+  void SetUp() override {
+    pathsafety::forceComponentWalk(std::get<1>(GetParam()) == Resolver::ComponentWalk);
+    fs::create_directories(outside());
+    fs::ofstream(outside() / "secret") << "the secret stays as it is";
+    fs::ofstream(outside() / "secret.dtd") << "<!ENTITY leak \"leaked\">";
+    fs::create_directories(root());
+  }
+  void TearDown() override { pathsafety::forceComponentWalk(false); }
+
+  fs::path root() const { return tmp / "root"; }
+  fs::path outside() const { return tmp / "outside"; }
+
+  void plant(Plant what) {
+    switch (what) {
+      case Plant::Nothing:
+        break;
+      case Plant::LinkToOutsideFolder:
+        fs::create_symlink("../outside", root() / "evil");
+        break;
+      case Plant::LinkAtDestination:
+        fs::create_symlink("../outside/secret", root() / "victim");
+        break;
+      case Plant::HardLinkAtDestination:
+        fs::create_hard_link(outside() / "secret", root() / "victim");
+        break;
+    }
+  }
+
+  void extract(const std::string& name) {
+    KZFPackage package(u(fs::path(KZF_HOSTILE_CORPUS) / (name + ".kzf")), {});
+    package.open(kzf::Read);
+    package.extract(u(root()));
+  }
+};
+
+TEST_P(HostileExtractionTest, RefusedOrHarmlessAndNothingOutsideChanges) {
+  const HostileCase& row = std::get<0>(GetParam());
+  ASSERT_TRUE(fs::exists(fs::path(KZF_HOSTILE_CORPUS) / (std::string(row.name) + ".kzf")))
+      << "the corpus fixture did not run";
+  // Taken before planting: a hard link planted from outside must be gone again afterwards.
+  const std::string outsideBefore = listing(outside());
+  plant(row.plant);
+  if (*row.identifier == '\0') {
+    extract(row.name);
+    if (row.check != nullptr) row.check(root());
+  } else {
+    EXPECT_KZF_ERROR_WITH(extract(row.name), row.identifier, row.fragment);
+  }
+  EXPECT_EQ(listing(outside()), outsideBefore);
+  EXPECT_EQ(temporaryFilesBelow(tmp.path()), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, HostileExtractionTest,
+                         ::testing::Combine(::testing::ValuesIn(kCases),
+                                            ::testing::Values(Resolver::Openat2,
+                                                              Resolver::ComponentWalk)),
+                         [](const ::testing::TestParamInfo<Row>& row) {
+                           return std::string(std::get<0>(row.param).name) +
+                                  (std::get<1>(row.param) == Resolver::Openat2 ? "_openat2"
+                                                                               : "_walk");
+                         });
+
+}  // namespace
+}  // namespace kzftest

@@ -1,0 +1,143 @@
+// Crash safety of creation: a process killed while packing over a package never loses it.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <kzfpackage/KZFPackage.hpp>
+#include <map>
+#include <opc/model/Package.hpp>
+#include <opc/zippackage/ZipPhysicalPackage.hpp>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "PackageTestSupport.hpp"
+
+namespace kzftest {
+namespace {
+
+namespace kzf = Quorlith::kzfpackage;
+
+constexpr int kKills = 20;
+constexpr int kSourceFiles = 48;
+constexpr std::size_t kSourceFileBytes = 128 * 1024;
+
+/// The generation a complete, sound package holds in its "generation.txt", or "" when the
+/// file is not such a package (missing, truncated, empty placeholder, ...).
+std::string generationOf(const fs::path& path) {
+  try {
+    {
+      kzf::KZFPackage package(u(path), {});
+      package.open(kzf::Read);  // the manifests and settings load
+    }
+    opc::zippackage::ZipPhysicalPackage physical(u(path), true, false);
+    opc::model::Package package(physical, true);
+    package.open(opc::interfaces::OpenMode::Read);
+    // Every part reads to its end: the zip reader checks each one's size and CRC there.
+    std::vector<char> buffer(64 * 1024);
+    for (const opc::model::Part& part : package.getParts()) {
+      auto in = part.getInputStream();
+      while (in->read(buffer.data(), buffer.size()) != 0) {
+      }
+    }
+    auto in =
+        package.getPart(opc::model::PartName(std::u16string(u"/generation.txt"))).getInputStream();
+    const std::size_t got = in->read(buffer.data(), buffer.size());
+    return std::string(buffer.data(), got);
+  } catch (const std::exception&) {
+    return "";
+  }
+}
+
+class CrashSafetyTest : public TempDirTest {
+ protected:
+  fs::path source() const { return tmp / "source"; }
+  fs::path packagePath() const { return tmp / "out" / "app.kzf"; }
+
+  void makeSource() {
+    std::mt19937 bytes(7);
+    for (int i = 0; i < kSourceFiles; ++i) {
+      std::string content(kSourceFileBytes, '\0');
+      for (char& c : content) c = static_cast<char>(bytes());
+      writeFile(source() / ("data" + std::to_string(i) + ".bin"), content);
+    }
+    fs::create_directories(packagePath().parent_path());
+  }
+
+  pid_t startPacking() {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::execl(KZF_CRASH_CHILD, KZF_CRASH_CHILD, source().c_str(), packagePath().c_str(),
+              static_cast<char*>(nullptr));
+      ::_exit(127);
+    }
+    return child;
+  }
+
+  /// Valid packages at backup names in the package's folder, by name, with their generation.
+  std::map<std::string, std::string> soundBackups() const {
+    std::map<std::string, std::string> found;
+    for (fs::directory_iterator it(packagePath().parent_path()), end; it != end; ++it) {
+      const std::string name = it->path().filename().string();
+      if (name.rfind(".kzftmp-", 0) != 0) continue;
+      const std::string generation = generationOf(it->path());
+      if (!generation.empty()) found[name] = generation;
+    }
+    return found;
+  }
+};
+
+TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverLoseThePreviousPackage) {
+  makeSource();
+  writeFile(source() / "generation.txt", "0");
+  const auto started = std::chrono::steady_clock::now();
+  int status = 0;
+  ASSERT_EQ(::waitpid(startPacking(), &status, 0) > 0 && WIFEXITED(status), true);
+  ASSERT_EQ(WEXITSTATUS(status), 0);
+  const auto packingTime = std::chrono::steady_clock::now() - started;
+  ASSERT_EQ(generationOf(packagePath()), "0");
+
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  // Up to half again the time a whole run takes, so that some runs finish before the kill.
+  std::uniform_int_distribution<long long> delay(
+      0, std::chrono::duration_cast<std::chrono::microseconds>(packingTime).count() * 3 / 2);
+  std::string newest = "0";
+  std::map<std::string, std::string> backups;
+  for (int kill = 1; kill <= kKills; ++kill) {
+    const std::string generation = std::to_string(kill);
+    writeFile(source() / "generation.txt", generation);
+    const pid_t child = startPacking();
+    std::this_thread::sleep_for(std::chrono::microseconds(delay(random)));
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    SCOPED_TRACE("kill " + generation);
+
+    // At the path: nothing, or a complete package, old or new; never a truncated file.
+    const std::string atPath = generationOf(packagePath());
+    if (fs::exists(packagePath())) {
+      ASSERT_TRUE(atPath == newest || atPath == generation) << "found '" << atPath << "'";
+    }
+    // A later Create on the same path leaves earlier backups alone.
+    const std::map<std::string, std::string> nowBackups = soundBackups();
+    for (const auto& [name, held] : backups) {
+      ASSERT_EQ(nowBackups.count(name), 1u) << "backup " << name << " was destroyed";
+      EXPECT_EQ(nowBackups.at(name), held);
+    }
+    backups = nowBackups;
+    // No loss: the newest complete package is at the path or at a backup name.
+    if (atPath == generation) {
+      newest = generation;
+    } else {
+      bool kept = atPath == newest;
+      for (const auto& [name, held] : backups) kept = kept || held == newest;
+      ASSERT_TRUE(kept) << "generation " << newest << " is lost";
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kzftest
