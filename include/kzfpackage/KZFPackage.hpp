@@ -10,6 +10,7 @@
 #include <kzfpackage/KZFSettings.hpp>
 
 #include <cstdint>
+#include <ctime>
 #include <list>
 #include <map>
 #include <memory>
@@ -160,6 +161,7 @@ class KZF_EXPORT KZFPackage {
                      const std::vector<std::string>& relationshipTypes);
   void addDirectory(const ustring& source, KZFRecordData& record);
   void addEntryToExtractionManager(const ustring& source, const ustring& key, KZFFileEntry& entry);
+  bool lastWriteTime(const std::string& source, std::time_t& written) const;
   void serializeExtractionManager();
 
   void extractWithExtractionManager(const ustring& root, const opc::model::PartName& manifest);

@@ -17,6 +17,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/filesystem.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <stdexcept>
 #include <sys/stat.h>
@@ -87,22 +88,29 @@ bool KZFPackage::onList(const std::map<ustring, KZFRecordData>& files, const ust
 void KZFPackage::addSingleFile(const ustring& source, KZFRecordData& record) {
   std::string narrowSource = to_string(source);
   std::string narrowDestination = to_string(record.getName());
-  // One lstat answers every question below: links are tested without being followed.
-  fs::file_status status = fs::symlink_status(fs::path(narrowSource));
-  if (fs::is_symlink(status)) {
+  // One lstat answers every question below, and later those of the entry: links are tested
+  // without being followed.
+  struct stat& status = storage->lastSource.status;
+  if (::lstat(narrowSource.c_str(), &status) != 0) {
+    storage->lastSource.path.clear();
+    if (errno == ENOENT || errno == ENOTDIR) {
+      throw DeployedException(KZFPACKAGE_FILE_ENTRY_NOT_EXIST(narrowSource));
+    }
+    throw fs::filesystem_error("cannot examine the source", fs::path(narrowSource),
+                               boost::system::error_code(errno, boost::system::system_category()));
+  }
+  storage->lastSource.path = narrowSource;
+  if (S_ISLNK(status.st_mode)) {
     verbose << "Add symbolic into KZF. Source=" << narrowSource
             << ",Dest_In_KZF=" << narrowDestination << std::endl;
     addSymbolicLink(source, record);
     return;
   }
-  if (!fs::exists(status)) {
-    throw DeployedException(KZFPACKAGE_FILE_ENTRY_NOT_EXIST(narrowSource));
-  }
-  if (fs::is_regular_file(status)) {
+  if (S_ISREG(status.st_mode)) {
     verbose << "Add file into KZF. Source=" << narrowSource << ",Dest_In_KZF=" << narrowDestination
             << std::endl;
     addNormalFile(source, record, "", {});
-  } else if (fs::is_directory(status)) {
+  } else if (S_ISDIR(status.st_mode)) {
     verbose << "Add directory into KZF. Source=" << narrowSource
             << ",Dest_In_KZF=" << narrowDestination << std::endl;
     addDirectory(source, record);
@@ -175,6 +183,19 @@ void KZFPackage::addNormalFile(const ustring& source, KZFRecordData& record,
   }
 }
 
+bool KZFPackage::lastWriteTime(const std::string& source, std::time_t& written) const {
+  // The remembered lstat serves unless the source is a link, whose date is its target's.
+  const struct stat* known = storage->knownStatus(source);
+  if (known != nullptr && !S_ISLNK(known->st_mode)) {
+    written = known->st_mtime;
+    return true;
+  }
+  struct stat followed {};
+  if (::stat(source.c_str(), &followed) != 0) return false;
+  written = followed.st_mtime;
+  return true;
+}
+
 void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustring& key,
                                              KZFFileEntry& entry) {
   std::string narrowSource = to_string(source);
@@ -189,8 +210,7 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
     pt::ptime date = toPtime(broken);
     verbose << "set file last modified time to current time @" << date << std::endl;
     entry.setDate(date);
-  } else if (fs::exists(fs::path(narrowSource))) {
-    std::time_t written = fs::last_write_time(fs::path(narrowSource));
+  } else if (std::time_t written = 0; lastWriteTime(narrowSource, written)) {
     std::tm broken{};
     if (::gmtime_r(&written, &broken) == nullptr) {
       throw std::runtime_error("could not convert calendar time to UTC time");
@@ -201,9 +221,10 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
     entry.setDate(date);
   }
 
-  struct stat st {};
-  if (::lstat(narrowSource.c_str(), &st) == 0) {
-    unsigned permission = st.st_mode & kPermissionMask;
+  struct stat own {};
+  const struct stat* known = storage->knownStatus(narrowSource);
+  if (known != nullptr || ::lstat(narrowSource.c_str(), &own) == 0) {
+    unsigned permission = (known != nullptr ? known->st_mode : own.st_mode) & kPermissionMask;
     verbose << "set file permissions to :" << permission << std::endl;
     entry.setPermission(static_cast<unsigned short>(permission));
   }

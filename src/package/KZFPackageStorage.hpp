@@ -7,6 +7,8 @@
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
 
 #include <memory>
+#include <string>
+#include <sys/stat.h>
 
 namespace Quorlith::kzfpackage {
 
@@ -20,6 +22,18 @@ struct KZFPackageStorage {
   opc::zippackage::ZipPhysicalPackage physicalPackage;
   opc::model::Package package;
   std::unique_ptr<opc::util::TempfileGuard> tempfileGuard;
+
+  /// The lstat of the source addSingleFile is adding, kept so that completing its entry asks
+  /// the file system nothing more: one lstat per source, however many questions.
+  struct SourceStatus {
+    std::string path;
+    struct stat status {};
+  } lastSource;
+
+  /// The remembered lstat of `source`, or null when the last one taken was of another path.
+  const struct stat* knownStatus(const std::string& source) const {
+    return lastSource.path == source ? &lastSource.status : nullptr;
+  }
 };
 
 }  // namespace Quorlith::kzfpackage
