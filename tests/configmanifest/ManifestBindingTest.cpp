@@ -78,22 +78,18 @@ TEST(ManifestBindingTest, KindsMixInAnyOrderAndKeepTheirPlaces) {
   EXPECT_EQ(std::get<Element<manifest::file>>(tree.children[1]).attributes.path, u"/a/f.m");
 }
 
-TEST(ManifestBindingTest, DirectoriesOfTheSamePathAreBothKeptAndFoundById) {
-  const Element<manifest> tree = parse(
-      manifestWith("<directory id=\"A\" path=\"/same\"/><directory id=\"B\" path=\"/same\"/>"));
-  ASSERT_EQ(tree.children.size(), 2u);
-  const auto* b = xsd_binder::findElementByTypeAndId<manifest::directory>(tree, u"B");
-  ASSERT_NE(b, nullptr);
-  EXPECT_EQ(b, &std::get<Element<manifest::directory>>(tree.children[1]));
-}
-
 TEST(ManifestBindingTest, LookupsGoByKindAndTakeTheFirstMatch) {
+  // Both directories are kept, even the one of a path already declared.
   const Element<manifest> tree = parse(
       manifestWith("<directory id=\"X\" path=\"/first\"/><function id=\"X\"><name>f</name><inputs/>"
-                   "<outputs/></function><directory id=\"X\" path=\"/second\"/>"));
+                   "<outputs/></function><directory id=\"X\" path=\"/first\"/><directory id=\"B\" "
+                   "path=\"/first\"/>"));
+  ASSERT_EQ(tree.children.size(), 4u);
   const auto* dir = xsd_binder::findElementByTypeAndId<manifest::directory>(tree, u"X");
   ASSERT_NE(dir, nullptr);
-  EXPECT_EQ(dir->attributes.path, u"/first");
+  EXPECT_EQ(dir, &std::get<Element<manifest::directory>>(tree.children[0]));
+  EXPECT_EQ(xsd_binder::findElementByTypeAndId<manifest::directory>(tree, u"B"),
+            &std::get<Element<manifest::directory>>(tree.children[3]));
   const auto* function = xsd_binder::findElementByTypeAndId<manifest::function>(tree, u"X");
   ASSERT_NE(function, nullptr);
   EXPECT_EQ(function->children.name.children, u"f");

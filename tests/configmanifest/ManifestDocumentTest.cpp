@@ -121,14 +121,10 @@ TEST_F(ManifestDocumentTest, IdsAreUniqueNCNamesWithTheirKindsPrefix) {
   }
 }
 
-TEST_F(ManifestDocumentTest, DefaultConfigNamesTheConfiguration) {
-  EXPECT_FALSE(WrittenXml::attribute(config(), u"id").empty());
-  EXPECT_EQ(WrittenXml::attribute(doc.root(), u"default-config"),
-            WrittenXml::attribute(config(), u"id"));
-}
-
 TEST_F(ManifestDocumentTest, RootAndConfigurationCarryTheirValues) {
   const auto& root = doc.root();
+  EXPECT_FALSE(WrittenXml::attribute(config(), u"id").empty());
+  EXPECT_EQ(WrittenXml::attribute(root, u"default-config"), WrittenXml::attribute(config(), u"id"));
   EXPECT_EQ(WrittenXml::attribute(root, u"uuid"), fullSettings().uuid);
   EXPECT_EQ(WrittenXml::attribute(root, u"component-name"), fullSettings().componentName);
   EXPECT_EQ(WrittenXml::attribute(root, u"vrt-release-version"), u"614");
@@ -161,12 +157,12 @@ TEST(ManifestDocumentAttributesTest, EveryAttributeIsWrittenEvenWhenEmpty) {
   for (const char16_t* name : {u"default-config", u"signature", u"uuid", u"component-name",
                                u"vrt-major-version", u"vrt-minor-version", u"vrt-release-version",
                                u"need_java", u"need_exclusive_vrt_process"}) {
-    EXPECT_TRUE(WrittenXml::hasAttribute(doc.root(), name)) << fl::i18n::to_string(name);
+    EXPECT_TRUE(doc.root().hasAttribute(name)) << fl::i18n::to_string(name);
   }
   EXPECT_EQ(WrittenXml::attribute(doc.root(), u"signature"), u"");
   const auto& config = WrittenXml::child(doc.root(), u"configuration");
   for (const char16_t* name : {u"id", u"name", u"require", u"expires"}) {
-    EXPECT_TRUE(WrittenXml::hasAttribute(config, name)) << fl::i18n::to_string(name);
+    EXPECT_TRUE(config.hasAttribute(name)) << fl::i18n::to_string(name);
   }
   EXPECT_EQ(WrittenXml::attribute(config, u"expires"), u"");
 }

@@ -158,9 +158,6 @@ class WrittenXml {
   static ustring attribute(const xercesc::DOMElement& element, const ustring& name) {
     return element.getAttribute(name.c_str());
   }
-  static bool hasAttribute(const xercesc::DOMElement& element, const ustring& name) {
-    return element.hasAttribute(name.c_str());
-  }
   static ustring text(const xercesc::DOMElement& element) { return element.getTextContent(); }
 
  private:

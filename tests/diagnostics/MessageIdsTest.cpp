@@ -1,4 +1,5 @@
-// The message identifier classes: names, component, arity, and a catalog text for each.
+// The message identifier classes: names, component, arity, and a catalog text for each that
+// uses every argument and leaves no placeholder.
 #include <gtest/gtest.h>
 
 #include <fl/i18n/DeployedException.hpp>
@@ -66,6 +67,7 @@ TEST_P(MessageIdentifier, CarriesItsNameAndArgumentsIntoTheException) {
   for (std::size_t i = 0; i < row.arity; ++i) {
     EXPECT_NE(error.message().find("/arg" + std::to_string(i)), std::string::npos);
   }
+  EXPECT_EQ(error.message().find('{'), std::string::npos) << "a placeholder is left";
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -23,10 +23,6 @@ std::vector<fl::i18n::ustring> namesOf(const KZFExtractionManager& manager) {
   return names;
 }
 
-TEST(ExtractionManagerTest, EmptyManagerHasNoEntries) {
-  EXPECT_TRUE(KZFExtractionManager().getEntries().empty());
-}
-
 TEST(ExtractionManagerTest, FirstEntryUnderAKeyWins) {
   KZFExtractionManager manager;
   KZFFileEntry first(u"app/f.m", u"/app/f.m", KZFFileEntryType::File);

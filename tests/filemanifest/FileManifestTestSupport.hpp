@@ -1,12 +1,9 @@
-// Test support for the file manifest: text streams, captured standard output, hand-written
+// Test support for the file manifest: captured standard output, hand-written
 // manifests and a plain (non-validating) look at what the serializer wrote.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstring>
 #include <fl/i18n/DeployedException.hpp>
 #include <fl/i18n/QlLocale.hpp>
 #include <fl/i18n/ustring.hpp>
@@ -14,7 +11,6 @@
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <map>
-#include <opc/Stream.hpp>
 #include <opc/util/XercesHelper.hpp>
 #include <resource_core/BaseMsgID.hpp>
 #include <sstream>
@@ -25,38 +21,9 @@
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 
+#include "MemoryStreams.hpp"
+
 namespace kzftest {
-
-/// Collects what is written.
-class StringOutputStream : public opc::OutputStream {
- public:
-  std::size_t write(const char* data, std::size_t count) override {
-    text.append(data, count);
-    return count;
-  }
-  void flush() override {}
-
-  std::string text;
-};
-
-/// Reads a text.
-class StringInputStream : public opc::InputStream {
- public:
-  explicit StringInputStream(std::string text) : text_(std::move(text)) {}
-  std::size_t read(char* buffer, std::size_t max) override {
-    std::size_t count = std::min(max, text_.size() - position_);
-    std::memcpy(buffer, text_.data() + position_, count);
-    position_ += count;
-    eof_ = count == 0;
-    return count;
-  }
-  bool isEOF() const override { return eof_; }
-
- private:
-  std::string text_;
-  std::size_t position_ = 0;
-  bool eof_ = false;
-};
 
 /// Redirects std::cout into a buffer for its lifetime.
 class CoutCapture {
@@ -127,7 +94,7 @@ inline Attributes attributesOf(const xercesc::DOMNode& node) {
 
 inline WrittenManifest readWritten(const std::string& xml) {
   auto parser = opc::util::XercesHelper::createParser();
-  StringInputStream in(xml);
+  TextInputStream in(xml);
   auto document = opc::util::XercesHelper::readDocumentFromStream(*parser, in, false, u"", u"");
   const xercesc::DOMElement* root = document->getDocumentElement();
   WrittenManifest written;
@@ -154,7 +121,7 @@ class FileManifestTest : public ::testing::Test {
 
   /// Loads `xml` into `manager` through KZFExtractionManager::load; keeps the printed text.
   void loadInto(Quorlith::kzfpackage::KZFExtractionManager& manager, const std::string& xml) {
-    StringInputStream in(xml);
+    TextInputStream in(xml);
     CoutCapture capture;
     struct KeepPrinted {
       CoutCapture& capture;

@@ -66,11 +66,6 @@ void expectSameEntry(const KZFFileEntry& loaded, const KZFFileEntry& saved) {
   }
 }
 
-TEST_F(ManifestRoundTripTest, EmptyManagerRoundTrips) {
-  EXPECT_TRUE(load(save(KZFExtractionManager())).empty());
-  EXPECT_EQ(printed, "");
-}
-
 TEST_F(ManifestRoundTripTest, ManyVariedEntriesComeBackUnchanged) {
   KZFExtractionManager saved;
   // Keyed by name, so that the saved and the loaded order agree.

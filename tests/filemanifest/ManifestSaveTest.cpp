@@ -38,24 +38,19 @@ TEST_F(ManifestSaveTest, EmptyManagerWritesTheRootWithBothAttributesAndNoChildre
   EXPECT_TRUE(written.entries.empty());
 }
 
-TEST_F(ManifestSaveTest, EntriesAreUnprefixedUnderTheRootsDefaultNamespace) {
+TEST_F(ManifestSaveTest, EntriesFollowTheManagersKeyOrderUnprefixedInTheRootsNamespace) {
   KZFExtractionManager manager;
-  manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
+  manager.addEntry(u"/2", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
+  manager.addEntry(u"/1", KZFFileEntry(u"z", u"/z", KZFFileEntryType::Folder));
+  manager.addEntry(u"/3", KZFFileEntry(u"m", u"/m", KZFFileEntryType::SymLink));
   const std::string text = save(manager);
   EXPECT_THAT(text, HasSubstr(std::string("<fileEntries xmlns=\"") +
                               KZFExtractionSerializer::NAMESPACE + "\""));
   EXPECT_THAT(text, HasSubstr("<fileEntry "));
   EXPECT_THAT(text, Not(HasSubstr("xmlns=\"\"")));  // no undeclaration on the entries
-  EXPECT_EQ(readWritten(text).childNamespaces,
-            std::vector<std::string>{KZFExtractionSerializer::NAMESPACE});
-}
-
-TEST_F(ManifestSaveTest, EntriesFollowTheManagersKeyOrderNotTheirNames) {
-  KZFExtractionManager manager;
-  manager.addEntry(u"/2", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
-  manager.addEntry(u"/1", KZFFileEntry(u"z", u"/z", KZFFileEntryType::Folder));
-  manager.addEntry(u"/3", KZFFileEntry(u"m", u"/m", KZFFileEntryType::SymLink));
-  const auto written = readWritten(save(manager));
+  const auto written = readWritten(text);
+  EXPECT_EQ(written.childNamespaces,
+            std::vector<std::string>(3, KZFExtractionSerializer::NAMESPACE));
   ASSERT_EQ(written.entries.size(), 3u);
   EXPECT_EQ(written.entries[0], (Attributes{{"name", "z"}, {"content", "/z"}, {"type", "Folder"}}));
   EXPECT_EQ(written.entries[1], (Attributes{{"name", "a"}, {"content", "/a"}, {"type", "File"}}));
@@ -85,10 +80,8 @@ struct PermissionRow {
   const char* label;
   unsigned short permission;
   const char* written;  // nullptr: no attribute
+  friend void PrintTo(const PermissionRow& row, std::ostream* os) { *os << row.label; }
 };
-
-// Rows print as their label, also in the test names CTest shows.
-void PrintTo(const PermissionRow& row, std::ostream* os) { *os << row.label; }
 
 class ManifestPermissionSaveTest : public ManifestSaveTest,
                                    public ::testing::WithParamInterface<PermissionRow> {};
@@ -133,24 +126,15 @@ TEST_F(ManifestSaveTest, TextTheWriterCannotSerializeFailsWithWriteXml) {
   EXPECT_KZF_ERROR(serializer.save(out, manager), "KZFPACKAGE_ERROR_WRITE_XML");
 }
 
-/// Fails every write as a full disk would.
-class FullDiskStream : public opc::OutputStream {
- public:
-  std::size_t write(const char*, std::size_t) override {
-    throw std::runtime_error("/pkg.kzf: /.META/filemanifest.xml: no space left on device");
-  }
-  void flush() override {}
-};
-
 TEST_F(ManifestSaveTest, AFailingStreamsOwnErrorPassesUnchanged) {
   KZFExtractionManager manager;
   manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
-  FullDiskStream out;
+  kzftest::FailingOutputStream out;
   try {
     serializer.save(out, manager);
     ADD_FAILURE() << "the write error was lost";
   } catch (const std::runtime_error& e) {
-    EXPECT_STREQ(e.what(), "/pkg.kzf: /.META/filemanifest.xml: no space left on device");
+    EXPECT_STREQ(e.what(), kzftest::FailingOutputStream::kFullDiskMessage);
   }
 }
 

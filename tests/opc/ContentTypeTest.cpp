@@ -25,8 +25,6 @@ using opctest::MemoryPhysicalPackage;
 using ::testing::UnorderedElementsAre;
 
 const StandardPartInfo kDeflated(1, 0);
-const char kTypesOpen[] =
-    "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>";
 
 TEST(ContentTypeValidation, AcceptsMediaTypesWithParameters) {
   for (const char* text : {"application/xml", "application/vnd.x.velmorExecutable;platform=glnxa64",
@@ -113,9 +111,7 @@ TEST_F(ContentTypesWritingTest, TypesReadBackExactlyAsWritten) {
 
 class ContentTypesReadingTest : public ::testing::Test {
  protected:
-  void types(const std::string& entries) {
-    container.addItem("[Content_Types].xml", kTypesOpen + entries + "</Types>");
-  }
+  void types(const std::string& entries) { container.addContentTypes(entries); }
   MemoryPhysicalPackage container;
 };
 
@@ -155,8 +151,7 @@ class DuplicateContentTypesTest : public ::testing::TestWithParam<DuplicateRow> 
 
 TEST_P(DuplicateContentTypesTest, AreRefusedInBothModes) {
   MemoryPhysicalPackage container;
-  container.addItem("[Content_Types].xml",
-                    std::string(kTypesOpen) + GetParam().entries + "</Types>");
+  container.addContentTypes(GetParam().entries);
   for (bool strict : {true, false}) {
     Package package(container, strict);
     EXPECT_OPC_ERROR(package.open(OpenMode::Read), InvalidPackage, GetParam().message);

@@ -203,9 +203,7 @@ TEST(CorePropertiesPart, APackageWithoutThemHasEmptyProperties) {
 
 TEST(CorePropertiesPart, ABadDateNamesThePartAndTheProperty) {
   MemoryPhysicalPackage container;
-  container.addItem("[Content_Types].xml",
-                    "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>"
-                    "<Default Extension='xml' ContentType='application/xml'/></Types>");
+  container.addContentTypes("<Default Extension='xml' ContentType='application/xml'/>");
   container.addItem("_rels/.rels",
                     "<Relationships xmlns='http://schemas.openxmlformats.org/package/2006/"
                     "relationships'><Relationship Id='c' Target='c.xml' Type='" +

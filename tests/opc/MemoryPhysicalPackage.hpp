@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <map>
 #include <memory>
 #include <opc/Stream.hpp>
@@ -12,6 +11,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "MemoryStreams.hpp"
 
 namespace opctest {
 
@@ -33,6 +34,12 @@ class MemoryPhysicalPackage : public opc::interfaces::IPhysicalPackage {
   /// Adds an item directly, as another writer would have stored it (for reading).
   void addItem(const std::string& name, const std::string& bytes) {
     items_.push_back({name, bytes, CompressionType::Deflated, 0});
+  }
+  /// Adds a "[Content_Types].xml" item holding `entries`.
+  void addContentTypes(const std::string& entries) {
+    addItem("[Content_Types].xml",
+            "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>" +
+                entries + "</Types>");
   }
   /// The committed items, in order.
   const std::vector<MemoryItem>& items() const { return items_; }
@@ -101,7 +108,7 @@ class MemoryPhysicalPackage : public opc::interfaces::IPhysicalPackage {
   std::unique_ptr<opc::InputStream> openItem(const std::string& name) override {
     ++opens_[name];
     for (const auto& item : items_) {
-      if (item.name == name) return std::make_unique<StringInput>(item.bytes);
+      if (item.name == name) return std::make_unique<kzftest::TextInputStream>(item.bytes);
     }
     throw std::runtime_error("memory container: no item " + name);
   }
@@ -122,24 +129,6 @@ class MemoryPhysicalPackage : public opc::interfaces::IPhysicalPackage {
   }
 
  private:
-  class StringInput : public opc::InputStream {
-   public:
-    explicit StringInput(std::string bytes) : bytes_(std::move(bytes)) {}
-    std::size_t read(char* buffer, std::size_t max) override {
-      std::size_t n = std::min(max, bytes_.size() - pos_);
-      std::memcpy(buffer, bytes_.data() + pos_, n);
-      pos_ += n;
-      if (n == 0) eof_ = true;
-      return n;
-    }
-    bool isEOF() const override { return eof_; }
-
-   private:
-    std::string bytes_;
-    std::size_t pos_ = 0;
-    bool eof_ = false;
-  };
-
   class ItemOutput : public opc::OutputStream {
    public:
     ItemOutput(MemoryPhysicalPackage* owner, std::size_t index) : owner_(owner), index_(index) {}

@@ -166,9 +166,7 @@ TEST_F(PackageTest, HandlesThatOutliveThePackageFailCleanly) {
 }
 
 TEST_F(PackageTest, ReadingIndexesOnceAndNeverRescans) {
-  container.addItem("[Content_Types].xml",
-                    "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>"
-                    "<Default Extension='txt' ContentType='text/plain'/></Types>");
+  container.addContentTypes("<Default Extension='txt' ContentType='text/plain'/>");
   for (int i = 0; i < 50; ++i) container.addItem("d/f" + std::to_string(i) + ".txt", "x");
 
   Package package(container, true);
@@ -182,9 +180,7 @@ TEST_F(PackageTest, ReadingIndexesOnceAndNeverRescans) {
 }
 
 TEST_F(PackageTest, ItemsOfEquivalentNamesAreRefused) {
-  container.addItem("[Content_Types].xml",
-                    "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>"
-                    "<Default Extension='txt' ContentType='text/plain'/></Types>");
+  container.addContentTypes("<Default Extension='txt' ContentType='text/plain'/>");
   container.addItem("Docs/a.txt", "1");
   container.addItem("docs/A.TXT", "2");
   for (bool strict : {true, false}) {
@@ -205,9 +201,7 @@ TEST_F(PackageTest, AContainerWithoutContentTypesIsNotAPackage) {
 }
 
 TEST_F(PackageTest, StrictReadingRefusesItemNamesThatAreNoPartNamesLenientSkipsThem) {
-  container.addItem("[Content_Types].xml",
-                    "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>"
-                    "<Default Extension='txt' ContentType='text/plain'/></Types>");
+  container.addContentTypes("<Default Extension='txt' ContentType='text/plain'/>");
   container.addItem("good.txt", "1");
   container.addItem("raw space.txt", "2");
   container.addItem("folder/", "");  // a directory entry: no extension, so no part

@@ -168,9 +168,7 @@ TEST(RelationshipReading, PartRelationshipsAreReadOnlyWhenAskedFor) {
       "_rels/a.xml.rels",
       "<Relationships xmlns='http://schemas.openxmlformats.org/package/2006/"
       "relationships'><Relationship Id='r' Type='t' Target='b.xml'/></Relationships>");
-  container.addItem("[Content_Types].xml",
-                    "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>"
-                    "<Default Extension='xml' ContentType='application/xml'/></Types>");
+  container.addContentTypes("<Default Extension='xml' ContentType='application/xml'/>");
   Package package(container, true);
   package.open(OpenMode::Read);
   Part part = package.getPart(PartName(u"/a.xml"));
@@ -191,9 +189,7 @@ class MalformedRelationshipsTest : public ::testing::TestWithParam<MalformedRow>
 
 TEST_P(MalformedRelationshipsTest, StrictRefusesLenientSkips) {
   MemoryPhysicalPackage container;
-  container.addItem(
-      "[Content_Types].xml",
-      "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'/>");
+  container.addContentTypes("");
   container.addItem("_rels/.rels",
                     std::string("<Relationships xmlns='http://schemas.openxmlformats.org/package/"
                                 "2006/relationships'><Relationship Id='ok' Type='t' Target='a'/>") +

@@ -52,15 +52,7 @@ TEST_P(ZipMalformed, IsRefusedWithAClearMessage) {
 
   std::vector<std::string> expected = GetParam().expected;
   expected.insert(expected.begin(), "package.zip");
-  try {
-    readEverything(packagePath());
-    ADD_FAILURE() << "the damaged archive was accepted";
-  } catch (const std::runtime_error& error) {
-    for (const std::string& fragment : expected) {
-      EXPECT_NE(std::string(error.what()).find(fragment), std::string::npos)
-          << "message \"" << error.what() << "\" lacks \"" << fragment << "\"";
-    }
-  }
+  EXPECT_ZIP_ERROR(readEverything(packagePath()), expected);
 }
 
 const EntryLayout& first(const ZipLayout& l) { return l.entries.at(0); }

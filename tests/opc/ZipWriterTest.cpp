@@ -72,7 +72,7 @@ TEST_F(ZipTest, ItemsCarryTheLocalTimeOfWritingInDosForm) {
   EXPECT_LE(stamp, after);
 }
 
-TEST_F(ZipTest, APackageNeverClosedLeavesNothingBehind) {
+TEST_F(ZipTest, AnAbandonedOrNeverClosedPackageLeavesNothingBehind) {
   {
     ZipPhysicalPackage package(upath(packagePath()), true, false);
     package.open(OpenMode::Create);
@@ -80,9 +80,7 @@ TEST_F(ZipTest, APackageNeverClosedLeavesNothingBehind) {
   }
   EXPECT_FALSE(fs::exists(packagePath()));
   EXPECT_TRUE(strayFiles().empty());
-}
 
-TEST_F(ZipTest, AnAbandonedPackageLeavesNothingBehind) {
   ZipPhysicalPackage package(upath(packagePath()), true, false);
   package.open(OpenMode::Create);
   package.createItem("a", CompressionType::Stored, 0)->write("abc", 3);
@@ -162,16 +160,13 @@ TEST_F(ZipTest, OperationsCheckTheOpenMode) {
   EXPECT_ZIP_ERROR(created.openItem("a"), "new.zip", "open for creation, not for reading");
 }
 
-TEST_F(ZipTest, OpeningAMissingFileNamesIt) {
+TEST_F(ZipTest, AMissingFileOrDirectoryIsNamed) {
   ZipPhysicalPackage package(upath(tmp / "missing.zip"), false, false);
   EXPECT_ZIP_ERROR(package.open(OpenMode::Read), "missing.zip", "cannot open for reading",
                    "No such file");
   EXPECT_FALSE(package.isOpen());
-}
-
-TEST_F(ZipTest, CreatingInAMissingDirectoryNamesIt) {
-  ZipPhysicalPackage package(upath(tmp / "no-such-dir" / "p.zip"), false, false);
-  EXPECT_ZIP_ERROR(package.open(OpenMode::Create), "no-such-dir", "cannot create a temporary file");
+  ZipPhysicalPackage created(upath(tmp / "no-such-dir" / "p.zip"), false, false);
+  EXPECT_ZIP_ERROR(created.open(OpenMode::Create), "no-such-dir", "cannot create a temporary file");
 }
 
 class ZipCloseFailure : public ZipTest, public ::testing::WithParamInterface<bool> {};

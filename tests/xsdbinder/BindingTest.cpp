@@ -10,7 +10,7 @@
 #include <xsd_binder/MalformedDocumentError.hpp>
 
 #include "TestBinding.hpp"
-#include "TestStreams.hpp"
+#include "MemoryStreams.hpp"
 
 namespace {
 

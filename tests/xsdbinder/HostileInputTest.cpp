@@ -8,9 +8,9 @@
 #include <xsd_binder/DocumentIO.hpp>
 #include <xsd_binder/MalformedDocumentError.hpp>
 
+#include "MemoryStreams.hpp"
 #include "TempDir.hpp"
 #include "TestBinding.hpp"
-#include "TestStreams.hpp"
 
 namespace {
 
@@ -50,11 +50,6 @@ TEST(HostileInputTest, EntityBombIsRefusedBeforeItsDeclarationsAreRead) {
   EXPECT_LT(in.bytesRead, 128u * 1024u);
 }
 
-TEST(HostileInputTest, SmallEntityBombIsRefused) {
-  kzftest::TextInputStream in(billionLaughs(""));
-  EXPECT_THAT(rejection(in), HasSubstr("DOCTYPE"));
-}
-
 class HostileFileTest : public kzftest::TempDirTest {
  protected:
   std::string writeFile(const std::string& name, const std::string& content) {
@@ -63,18 +58,15 @@ class HostileFileTest : public kzftest::TempDirTest {
   }
 };
 
-TEST_F(HostileFileTest, ExternalEntityIsNeverLoaded) {
+TEST_F(HostileFileTest, ExternalEntityAndExternalDtdAreNeverLoaded) {
   const std::string secret = writeFile("secret.txt", "top secret");
-  kzftest::TextInputStream in("<!DOCTYPE shelf [<!ENTITY s SYSTEM \"file://" + secret +
-                              "\">]><shelf><title>&s;</title><notes/></shelf>");
-  EXPECT_THAT(rejection(in), HasSubstr("DOCTYPE"));
-}
-
-TEST_F(HostileFileTest, ExternalDtdIsNeverLoaded) {
   const std::string dtd = writeFile("shelf.dtd", "<!ENTITY s \"from outside\">");
-  kzftest::TextInputStream in("<!DOCTYPE shelf SYSTEM \"file://" + dtd +
-                              "\"><shelf><title>&s;</title><notes/></shelf>");
-  EXPECT_THAT(rejection(in), HasSubstr("DOCTYPE"));
+  for (const std::string& doctype :
+       {"<!DOCTYPE shelf [<!ENTITY s SYSTEM \"file://" + secret + "\">]>",
+        "<!DOCTYPE shelf SYSTEM \"file://" + dtd + "\">"}) {
+    kzftest::TextInputStream in(doctype + "<shelf><title>&s;</title><notes/></shelf>");
+    EXPECT_THAT(rejection(in), HasSubstr("DOCTYPE")) << doctype;
+  }
 }
 
 TEST_F(HostileFileTest, SchemaNamedByTheDocumentIsIgnored) {

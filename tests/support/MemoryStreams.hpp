@@ -1,5 +1,5 @@
-// Test streams: an opc::InputStream over text (or an endless source) that counts what it
-// hands out, and opc::OutputStreams that collect or fail.
+// Test support: opc streams over memory. An input over text (or an endless source) that counts
+// what it hands out, and outputs that collect or fail.
 #pragma once
 
 #include <algorithm>
@@ -43,9 +43,8 @@ class EndlessInputStream : public opc::InputStream {
  public:
   explicit EndlessInputStream(std::string head) : head_(std::move(head)) {}
   std::size_t read(char* buffer, std::size_t max) override {
-    for (std::size_t i = 0; i < max; ++i) {
+    for (std::size_t i = 0; i < max; ++i, ++position_) {
       buffer[i] = position_ < head_.size() ? head_[position_] : ' ';
-      ++position_;
     }
     bytesRead += max;
     return max;
@@ -71,11 +70,13 @@ class StringOutputStream : public opc::OutputStream {
   std::string text;
 };
 
-/// Fails every write as a full disk would.
+/// Fails every write as a full disk would, with kFullDiskMessage.
 class FailingOutputStream : public opc::OutputStream {
  public:
+  static constexpr const char* kFullDiskMessage =
+      "/pkg.kzf: /.META/manifest.xml: no space left on device";
   std::size_t write(const char*, std::size_t) override {
-    throw std::runtime_error("/pkg.kzf: /.META/manifest.xml: no space left on device");
+    throw std::runtime_error(kFullDiskMessage);
   }
   void flush() override {}
 };
