@@ -1,0 +1,44 @@
+// With LANGUAGE=de under a German locale, the library's messages and the tool's are German.
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+#include "CliTestSupport.hpp"
+
+namespace kzftest {
+namespace {
+
+class GermanMessagesTest : public KzfCliTest {
+ protected:
+  void SetUp() override {
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
+      GTEST_SKIP() << "the locale de_DE.UTF-8 is not installed (scripts/setup generates it)";
+    }
+    std::setlocale(LC_ALL, "C");
+  }
+
+  KzfRun kzfGerman(const std::vector<std::string>& arguments) {
+    return kzf(arguments, {{"LC_ALL", std::nullopt},
+                           {"LANG", "de_DE.UTF-8"},
+                           {"LANGUAGE", "de"},
+                           {"KZF_LOCALEDIR", KZF_BUILD_LOCALEDIR}});
+  }
+};
+
+TEST_F(GermanMessagesTest, LibraryErrorIsGerman) {
+  const KzfRun run = kzfGerman({"list", "fehlt.kzf"});
+  EXPECT_EQ(1, run.status) << describe(run);
+  EXPECT_EQ("kzf: Die Paketdatei " + (tmp / "fehlt.kzf").string() +
+                " wurde nicht gefunden. [KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE]\n",
+            run.err);
+}
+
+TEST_F(GermanMessagesTest, ToolMessagesAreGerman) {
+  const KzfRun run = kzfGerman({"create", "a.kzf", "weg"});
+  EXPECT_EQ(1, run.status) << describe(run);
+  EXPECT_EQ("kzf: weg: keine solche Datei und kein solcher Ordner [KZF_SOURCE_NOT_FOUND]\n",
+            run.err);
+}
+
+}  // namespace
+}  // namespace kzftest

@@ -1,0 +1,42 @@
+// The kzf commands: each opens one package through the library and reports on `out`.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "SourceList.hpp"
+
+namespace kzf::tool {
+
+/// Exit statuses of the tool.
+enum ExitStatus : int {
+  kSuccess = 0,
+  kFailure = 1,  ///< the operation failed, or verify found problems; standard error says why
+  kUsage = 2,    ///< the command line was wrong
+};
+
+/// What "kzf create" stores and how.
+struct CreateOptions {
+  std::string package;
+  SourceOptions sources;
+  std::string settingsFile;  ///< JSON settings to store; none when empty
+  std::string title;         ///< core properties; absent when empty
+  std::string creator;
+  std::string description;
+  bool force = false;  ///< replace an existing package
+  bool quiet = false;  ///< no progress line
+};
+
+/// Writes a new package from the sources in one addFileListToKZF call.
+int runCreate(const CreateOptions& options);
+/// Extracts a package below `directory`.
+int runExtract(const std::string& package, const std::string& directory, bool quiet);
+/// Lists the names of a package's entries; `details` adds kind, mode, date and size; `asJson`
+/// prints all of them as a JSON array.
+int runList(const std::string& package, bool details, bool asJson, std::ostream& out);
+/// Prints the settings of a package, or of a folder a package was extracted to.
+int runSettings(const std::string& packageOrFolder, bool asJson, std::ostream& out);
+/// Checks a package; kFailure, with the problems listed, when it has any.
+int runVerify(const std::string& package, std::ostream& out);
+
+}  // namespace kzf::tool

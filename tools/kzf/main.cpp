@@ -1,0 +1,169 @@
+// kzf: creates, lists, checks and extracts KZF packages from the command line.
+#include <CLI/CLI.hpp>
+#include <clocale>
+#include <fl/i18n/DeployedException.hpp>
+#include <iostream>
+#include <kzfpackage/Version.hpp>
+
+#include "Commands.hpp"
+#include "Messages.hpp"
+
+namespace {
+
+using namespace kzf::tool;
+
+/// Sends what the library writes on std::cout (its warnings and its trace) to standard error
+/// while it lives, so that standard output carries only the listings and JSON scripts read.
+class LibraryOutputToStderr {
+ public:
+  LibraryOutputToStderr() : saved_(std::cout.rdbuf(std::cerr.rdbuf())) {}
+  ~LibraryOutputToStderr() { std::cout.rdbuf(saved_); }
+  LibraryOutputToStderr(const LibraryOutputToStderr&) = delete;
+  LibraryOutputToStderr& operator=(const LibraryOutputToStderr&) = delete;
+
+  /// The real standard output.
+  std::streambuf* standardOutput() const { return saved_; }
+
+ private:
+  std::streambuf* saved_;
+};
+
+/// The command line of kzf and where its values land.
+struct CommandLine {
+  CLI::App app{tr("Creates, lists, checks and extracts KZF packages."), "kzf"};
+  CLI::App* create = nullptr;
+  CLI::App* extract = nullptr;
+  CLI::App* list = nullptr;
+  CLI::App* settings = nullptr;
+  CLI::App* verify = nullptr;
+
+  CreateOptions createOptions;
+  std::string package;
+  std::string directory;
+  bool quiet = false;
+  bool details = false;
+  bool asJson = false;
+
+  CommandLine() {
+    app.set_version_flag("--version", std::string("kzf ") + KZF_TOOL_VERSION +
+                                          " (libqlkzfpackage " + libqlkzfpackage_version + ")");
+    app.require_subcommand(1);
+
+    create = app.add_subcommand("create", tr("Write a package of files, folders and links."));
+    create->add_option("PACKAGE", createOptions.package, tr("The package file to write."))
+        ->required();
+    create->add_option("SOURCE", createOptions.sources.sources,
+                       tr("Folders (their contents are stored) and files or links."));
+    create
+        ->add_option("--prefix", createOptions.sources.prefix,
+                     tr("Store the sources below this package folder."))
+        ->type_name("DEST");
+    create
+        ->add_option("--list", createOptions.sources.listFile,
+                     tr("Also store the \"source<TAB>destination\" lines of this file."))
+        ->type_name("FILE");
+    create
+        ->add_option("--settings", createOptions.settingsFile,
+                     tr("Store the settings of this JSON file."))
+        ->type_name("FILE.json");
+    create->add_option("--title", createOptions.title, tr("Title of the package."))->type_name("T");
+    create->add_option("--creator", createOptions.creator, tr("Creator of the package."))
+        ->type_name("C");
+    create
+        ->add_option("--description", createOptions.description, tr("Description of the package."))
+        ->type_name("D");
+    create->add_flag("--force", createOptions.force, tr("Replace an existing package."));
+    create->add_flag("--skip-dangling-links", createOptions.sources.skipDanglingLinks,
+                     tr("Leave out symbolic links whose target does not exist."));
+    create->add_flag("--quiet", createOptions.quiet, tr("Show no progress line."));
+
+    extract = app.add_subcommand("extract", tr("Extract a package into a folder."));
+    extract->add_option("PACKAGE", package, tr("The package file."))->required();
+    extract->add_option("DIR", directory, tr("The folder to extract into."))->required();
+    extract->add_flag("--quiet", quiet, tr("Show no progress line."));
+
+    list = app.add_subcommand("list", tr("List the entries of a package."));
+    list->add_option("PACKAGE", package, tr("The package file."))->required();
+    list->add_flag("-l", details, tr("Show kind, mode, size and date too."));
+    list->add_flag("--json", asJson, tr("Print JSON."));
+
+    settings = app.add_subcommand("settings", tr("Print the settings of a package."));
+    settings
+        ->add_option("PACKAGE", package, tr("The package file, or a folder it was extracted to."))
+        ->required()
+        ->type_name("PACKAGE|DIR");
+    settings->add_flag("--json", asJson, tr("Print JSON."));
+
+    verify = app.add_subcommand("verify", tr("Check a package's parts and manifests."));
+    verify->add_option("PACKAGE", package, tr("The package file."))->required();
+  }
+
+  /// The usage line of the command that was named, or of kzf itself.
+  std::string usage() const {
+    const CLI::Formatter formatter;
+    for (const CLI::App* command : {create, extract, list, settings, verify}) {
+      if (command->parsed()) {
+        return formatter.make_usage(command, "kzf " + command->get_name());
+      }
+    }
+    return formatter.make_usage(&app, "kzf");
+  }
+
+  int run(std::ostream& out) {
+    if (*create) {
+      if (createOptions.sources.sources.empty() && createOptions.sources.listFile.empty()) {
+        throw UsageError(tr("create: name a SOURCE or a --list FILE"));
+      }
+      createOptions.sources.package = createOptions.package;
+      return runCreate(createOptions);
+    }
+    if (*extract) return runExtract(package, directory, quiet);
+    if (*list) return runList(package, details, asJson, out);
+    if (*settings) return runSettings(package, asJson, out);
+    return runVerify(package, out);
+  }
+};
+
+int fail(const std::string& message, const std::string& identifier) {
+  std::cerr << "kzf: " << message << " [" << identifier << "]\n";
+  return kFailure;
+}
+
+int run(int argc, char** argv, std::ostream& out) {
+  CommandLine line;
+  try {
+    line.app.parse(argc, argv);
+    return line.run(out);
+  } catch (const CLI::ParseError& e) {
+    if (e.get_exit_code() == 0) return line.app.exit(e, out, std::cerr);  // --help, --version
+    std::cerr << "kzf: " << e.what() << '\n' << line.usage();
+    return kUsage;
+  } catch (const UsageError& e) {
+    std::cerr << "kzf: " << e.what() << '\n' << line.usage();
+    return kUsage;
+  } catch (const fl::i18n::DeployedException& e) {
+    return fail(e.what(), e.identifier());
+  } catch (const ToolError& e) {
+    return fail(e.what(), e.identifier());
+  } catch (const std::exception& e) {
+    return fail(e.what(), "KZF_SYSTEM_ERROR");
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::setlocale(LC_ALL, "");
+  initMessages();
+  const LibraryOutputToStderr redirect;
+  std::ostream out(redirect.standardOutput());
+  int status = kFailure;
+  try {
+    status = run(argc, argv, out);
+  } catch (...) {
+    // Whatever escapes (an error while printing an error) still ends as one line, never abort.
+    std::cerr << "kzf: unexpected failure [KZF_SYSTEM_ERROR]\n";
+  }
+  out.flush();
+  return status;
+}
