@@ -1,8 +1,10 @@
 // The parser factory against hostile documents: DOCTYPEs, entities, external resources,
-// schemas named by the document, foreign roots and oversized input.
+// schemas named by the document, foreign roots, oversized input and too deep nesting.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <boost/filesystem/fstream.hpp>
+#include <cstring>
 #include <functional>
 #include <opc/model/Exceptions.hpp>
 #include <opc/model/Package.hpp>
@@ -110,7 +112,13 @@ INSTANTIATE_TEST_SUITE_P(
                   "is in namespace \"\", not \"urn:t\""},
         AttackRow{"Malformed", [](auto&) { return std::string("<r xmlns='urn:t'>"); }, false,
                   "attack.xml, line 1"},
-        AttackRow{"Empty", [](auto&) { return std::string(); }, false, "attack.xml"}),
+        AttackRow{"Empty", [](auto&) { return std::string(); }, false, "attack.xml"},
+        // Found by fuzzing: the document object refuses the version, with a Xerces exception
+        // that used to escape the parser.
+        AttackRow{"UnsupportedXmlVersion",
+                  [](auto&) { return std::string("<?xml version=\"1.\"?><r xmlns='urn:t'/>"); },
+                  false,
+                  "attack.xml: the document cannot be built: implementation does not support"}),
     opctest::RowLabel());
 
 TEST_F(XmlAttackTest, OversizedInputStopsAtTheCap) {
@@ -130,6 +138,93 @@ TEST_F(XmlAttackTest, DocumentsReadByUriAreCappedAndHardenedToo) {
                    "big.xml: the document is larger than the limit of 1024 bytes");
   EXPECT_OPC_ERROR(parser->parseURI(doctype.c_str()), InvalidXMLDocument,
                    "a DOCTYPE declaration is not allowed");
+}
+
+/// `levels` elements nested in one another, the outermost in urn:t.
+std::string nested(std::size_t levels) {
+  std::string xml = "<r xmlns='urn:t'>";
+  xml.reserve(7 * levels + 32);
+  for (std::size_t i = 1; i < levels; ++i) xml += "<a>";
+  for (std::size_t i = 1; i < levels; ++i) xml += "</a>";
+  return xml + "</r>";
+}
+
+/// Hands out a text 64 KiB per read and counts the bytes taken.
+class CountingInputStream : public opc::InputStream {
+ public:
+  explicit CountingInputStream(std::string text) : text_(std::move(text)) {}
+  std::size_t read(char* buffer, std::size_t max) override {
+    std::size_t n = std::min({max, std::size_t{64 * 1024}, text_.size() - bytesRead});
+    std::memcpy(buffer, text_.data() + bytesRead, n);
+    bytesRead += n;
+    return n;
+  }
+  bool isEOF() const override { return bytesRead == text_.size(); }
+
+  std::size_t bytesRead = 0;
+
+ private:
+  std::string text_;
+};
+
+class NestingDepthTest : public ::testing::TestWithParam<std::size_t> {};
+
+TEST_P(NestingDepthTest, UpToTheLimitIsRead) { EXPECT_NE(parse(nested(GetParam())), nullptr); }
+
+INSTANTIATE_TEST_SUITE_P(BelowAndAtTheDefault, NestingDepthTest,
+                         ::testing::Values(std::size_t{1},
+                                           XercesHelper::kDefaultMaxElementDepth - 1,
+                                           XercesHelper::kDefaultMaxElementDepth));
+
+TEST(NestingDepth, OneLevelPastTheLimitFails) {
+  EXPECT_OPC_ERROR(parse(nested(XercesHelper::kDefaultMaxElementDepth + 1)), InvalidXMLDocument,
+                   "attack.xml, line 1, column 786: elements nested deeper than 256 levels");
+}
+
+TEST(NestingDepth, EmptyElementsAndSiblingsDoNotAddLevels) {
+  std::string xml = nested(XercesHelper::kDefaultMaxElementDepth - 1);
+  std::string siblings;
+  for (int i = 0; i < 1000; ++i) siblings += i % 2 == 0 ? "<e/>" : "<s>x</s>";
+  xml.insert(xml.find("</a>"), siblings);
+  EXPECT_NE(parse(xml), nullptr);
+}
+
+TEST(NestingDepth, TheLimitIsSettablePerParser) {
+  auto parseAtDepth = [](std::size_t levels) {
+    auto parser = XercesHelper::createParser(XercesHelper::kDefaultMaxDocumentSize, 4);
+    std::istringstream text(nested(levels));
+    opc::StdIStreamAdaptor in(text);
+    return XercesHelper::readDocumentFromStream(*parser, in, false, u"urn:t", u"", u"deep.xml");
+  };
+  EXPECT_NE(parseAtDepth(4), nullptr);
+  EXPECT_OPC_ERROR(parseAtDepth(5), InvalidXMLDocument,
+                   "deep.xml, line 1, column 30: elements nested deeper than 4 levels");
+}
+
+TEST(NestingDepth, TheSameParserCountsEachDocumentAfresh) {
+  auto parser = XercesHelper::createParser();
+  for (int round = 0; round < 3; ++round) {
+    std::istringstream text(nested(XercesHelper::kDefaultMaxElementDepth));
+    opc::StdIStreamAdaptor in(text);
+    EXPECT_NE(XercesHelper::readDocumentFromStream(*parser, in, false, u"urn:t", u"", u"d.xml"),
+              nullptr);
+    std::istringstream tooDeep(nested(XercesHelper::kDefaultMaxElementDepth + 1));
+    opc::StdIStreamAdaptor bad(tooDeep);
+    EXPECT_OPC_ERROR(
+        XercesHelper::readDocumentFromStream(*parser, bad, false, u"urn:t", u"", u"d.xml"),
+        InvalidXMLDocument, "nested deeper");
+  }
+}
+
+TEST(NestingDepth, AMillionLevelsFailAfterReadingTheFirstFewOfThem) {
+  // 7 MB that would keep an unbounded parser busy for hours: the parse stops at level 257, so
+  // it reads no more than the scanner's first buffers of the document.
+  CountingInputStream in(nested(1000000));
+  auto parser = XercesHelper::createParser();
+  EXPECT_OPC_ERROR(
+      XercesHelper::readDocumentFromStream(*parser, in, false, u"urn:t", u"", u"million.xml"),
+      InvalidXMLDocument, "million.xml, line 1, column 786: elements nested deeper than 256");
+  EXPECT_LE(in.bytesRead, 256u * 1024u);
 }
 
 /// Parses `xml` directly with the parser, through whatever handler it has installed.
@@ -233,6 +328,19 @@ TEST(PackageUnderAttack, AContentTypesEntityBombFailsTheOpen) {
   EXPECT_OPC_ERROR(package.open(opc::interfaces::OpenMode::Read), InvalidXMLDocument,
                    "memory.kzf:[Content_Types].xml, line 2, column 13: a DOCTYPE declaration is "
                    "not allowed");
+  EXPECT_FALSE(container.isOpen());
+}
+
+TEST(PackageUnderAttack, DeeplyNestedContentTypesFailTheOpen) {
+  opctest::MemoryPhysicalPackage container;
+  std::string types =
+      "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>";
+  for (int i = 0; i < 100000; ++i) types += "<a>";
+  container.addItem("[Content_Types].xml", types);
+  opc::model::Package package(container, true);
+  EXPECT_OPC_ERROR(package.open(opc::interfaces::OpenMode::Read), InvalidXMLDocument,
+                   "memory.kzf:[Content_Types].xml, line 1, column 845: elements nested deeper "
+                   "than 256 levels");
   EXPECT_FALSE(container.isOpen());
 }
 

@@ -104,28 +104,11 @@ bool ErrorHandler::handleError(const x::DOMError& error) {
 
 namespace detail {
 
-DepthLimit::FilterAction DepthLimit::startElement(x::DOMElement* element) {
-  if (++depth_ > kMaxElementDepth) {
-    throwMalformed(*element,
-                   "elements nested deeper than " + std::to_string(kMaxElementDepth) + " levels");
-  }
-  return FILTER_ACCEPT;
-}
-
-DepthLimit::FilterAction DepthLimit::acceptNode(x::DOMNode*) {
-  --depth_;
-  return FILTER_ACCEPT;
-}
-
-x::DOMNodeFilter::ShowType DepthLimit::getWhatToShow() const {
-  return x::DOMNodeFilter::SHOW_ELEMENT;
-}
-
 namespace {
 
-// The hardened parser refuses a DOCTYPE, external resources and oversized input with the OPC
-// layer's error, and Xerces-C itself may throw while scanning; to the caller of the binding
-// all of them are the same malformed document.
+// The hardened parser refuses a DOCTYPE, external resources, oversized input and too deep
+// nesting with the OPC layer's error, and Xerces-C itself may throw while scanning; to the
+// caller of the binding all of them are the same malformed document.
 [[noreturn]] void throwRefused(const std::string& reason) { throw MalformedDocumentError(reason); }
 
 }  // namespace
@@ -143,7 +126,6 @@ ParsedDocument::ParsedDocument(x::InputSource* source, const ustring& namespaceU
   enableIfSupported(config, x::XMLUni::fgDOMDatatypeNormalization);
   config.setParameter(x::XMLUni::fgDOMErrorHandler,
                       static_cast<x::DOMErrorHandler*>(&errorHandler_));
-  parser_->setFilter(&depthLimit_);
   if (!namespaceUri.empty() && !schemaLocation.empty()) {
     // The parser takes namespace-location pairs only; a namespace alone is checked below.
     ustring location = namespaceUri + u" " + schemaLocation;

@@ -7,6 +7,7 @@
 #include <string>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMError.hpp>
+#include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMImplementation.hpp>
 #include <xercesc/dom/DOMImplementationRegistry.hpp>
 #include <xercesc/dom/DOMLSException.hpp>
@@ -19,6 +20,8 @@
 #include <xercesc/framework/URLInputSource.hpp>
 #include <xercesc/framework/Wrapper4DOMLSInput.hpp>
 #include <xercesc/framework/Wrapper4InputSource.hpp>
+#include <xercesc/framework/XMLAttr.hpp>
+#include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/framework/XMLFormatter.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
@@ -26,6 +29,7 @@
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/util/BinInputStream.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/RefVectorOf.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLString.hpp>
@@ -193,6 +197,8 @@ struct ParserDefences {
   x::SecurityManager securityManager;
   XercesErrorHandler fallbackErrors;  // reports errors while the caller has installed no handler
   std::uint64_t sizeLimit = 0;
+  std::size_t depthLimit = 0;
+  std::size_t depth = 0;  // elements open in the current parse
 };
 
 // The one parser class of the project. Xerces-C 3.2 has no working switch to refuse a
@@ -200,9 +206,10 @@ struct ParserDefences {
 // the internal subset is read, so no entity is ever declared or expanded.
 class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
  public:
-  explicit HardenedParser(std::uint64_t maxDocumentSize)
+  HardenedParser(std::uint64_t maxDocumentSize, std::size_t maxElementDepth)
       : x::DOMLSParserImpl(nullptr, x::XMLPlatformUtils::fgMemoryManager, nullptr) {
     sizeLimit = maxDocumentSize;
+    depthLimit = maxElementDepth;
     securityManager.setEntityExpansionLimit(kEntityExpansionLimit);
     x::DOMConfiguration* config = getDomConfig();
     config->setParameter(x::XMLUni::fgDOMNamespaces, true);
@@ -229,6 +236,13 @@ class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
     x::DOMDocument* document = nullptr;
     try {
       document = x::DOMLSParserImpl::parse(&wrapped);
+    } catch (const x::DOMException& e) {
+      // Building the tree can fail on text the scanner accepted (an XML declaration with a
+      // version the document object refuses); a Xerces exception is no std::exception, and
+      // the scanner does not report it as an error, so it becomes this layer's error here.
+      capped.rethrowReadFailure();
+      throw InvalidXMLDocument(narrow(capped.getSystemId()) +
+                               ": the document cannot be built: " + narrow(e.getMessage()));
     } catch (...) {
       // The read failure is the cause; the parser's complaint about the cut input is not.
       capped.rethrowReadFailure();
@@ -258,11 +272,32 @@ class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
 
   void doctypeDecl(const x::DTDElementDecl&, const XMLCh* const, const XMLCh* const, const bool,
                    const bool) override {
-    const x::Locator* where = getScanner()->getLocator();
-    throw InvalidXMLDocument(narrow(where->getSystemId()) + ", line " +
-                             std::to_string(where->getLineNumber()) + ", column " +
-                             std::to_string(where->getColumnNumber()) +
-                             ": a DOCTYPE declaration is not allowed");
+    refuse("a DOCTYPE declaration is not allowed");
+  }
+
+  void startDocument() override {
+    depth = 0;
+    x::DOMLSParserImpl::startDocument();
+  }
+
+  // The scanner has resolved this start tag's namespace by then, at a cost that grows with the
+  // depth, so the parse ends at the first element past the limit, before any deeper one.
+  void startElement(const x::XMLElementDecl& elemDecl, const unsigned int urlId,
+                    const XMLCh* const elemPrefix, const x::RefVectorOf<x::XMLAttr>& attrList,
+                    const XMLSize_t attrCount, const bool isEmpty, const bool isRoot) override {
+    if (depth >= depthLimit) {
+      refuse("elements nested deeper than " + std::to_string(depthLimit) + " levels");
+    }
+    ++depth;
+    // An empty element is closed through endElement from inside this call.
+    x::DOMLSParserImpl::startElement(elemDecl, urlId, elemPrefix, attrList, attrCount, isEmpty,
+                                     isRoot);
+  }
+
+  void endElement(const x::XMLElementDecl& elemDecl, const unsigned int urlId, const bool isRoot,
+                  const XMLCh* const elemPrefix) override {
+    --depth;
+    x::DOMLSParserImpl::endElement(elemDecl, urlId, isRoot, elemPrefix);
   }
 
   // Stock Xerces-C calls the DOMErrorHandler inside a catch-all and parses on, so a handler
@@ -298,6 +333,15 @@ class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
 
   // Hands the last document to the caller, so the parser's pool does not keep it.
   x::DOMDocument* takeDocument() { return adoptDocument(); }
+
+ private:
+  // Ends the parse with `reason`, naming the document and where the scanner stands in it.
+  [[noreturn]] void refuse(const std::string& reason) {
+    const x::Locator* where = getScanner()->getLocator();
+    throw InvalidXMLDocument(narrow(where->getSystemId()) + ", line " +
+                             std::to_string(where->getLineNumber()) + ", column " +
+                             std::to_string(where->getColumnNumber()) + ": " + reason);
+  }
 };
 
 HardenedParser& hardened(x::DOMLSParser& parser) {
@@ -377,10 +421,12 @@ bool XercesErrorHandler::handleError(const x::DOMError& error) {
   throw InvalidXMLDocument(text);
 }
 
-DOMLSParserPtr XercesHelper::createParser(std::uint64_t maxDocumentSize) {
+DOMLSParserPtr XercesHelper::createParser(std::uint64_t maxDocumentSize,
+                                          std::size_t maxElementDepth) {
   auto guard = newGuard();
   // Xerces-C frees parsers through release(), with the memory manager they were made with.
-  auto* parser = new (x::XMLPlatformUtils::fgMemoryManager) HardenedParser(maxDocumentSize);
+  auto* parser =
+      new (x::XMLPlatformUtils::fgMemoryManager) HardenedParser(maxDocumentSize, maxElementDepth);
   return DOMLSParserPtr(parser, DOMLSParserReleaser(std::move(guard)));
 }
 

@@ -10,8 +10,6 @@
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMError.hpp>
 #include <xercesc/dom/DOMErrorHandler.hpp>
-#include <xercesc/dom/DOMLSParserFilter.hpp>
-#include <xercesc/dom/DOMNodeFilter.hpp>
 #include <xercesc/framework/Wrapper4InputSource.hpp>
 #include <xercesc/framework/XMLFormatter.hpp>
 #include <xercesc/sax/InputSource.hpp>
@@ -84,24 +82,11 @@ class ErrorHandler : public xercesc::DOMErrorHandler {
   bool handleError(const xercesc::DOMError& error) override;
 };
 
-/// The deepest element nesting a parsed document may have; deeper is malformed.
-constexpr int kMaxElementDepth = 256;
+/// The deepest element nesting a parsed document may have; deeper is malformed. The parser
+/// factory enforces it.
+constexpr int kMaxElementDepth = static_cast<int>(opc::util::XercesHelper::kDefaultMaxElementDepth);
 
 namespace detail {
-
-/// Ends a parse once elements nest deeper than kMaxElementDepth. The parser resolves each
-/// start tag's namespace by walking all open elements, so unbounded nesting would cost time
-/// quadratic in the depth, and reading the tree would cost stack.
-class DepthLimit : public xercesc::DOMLSParserFilter {
- public:
-  FilterAction startElement(xercesc::DOMElement* element) override;
-  /// Called as each element ends.
-  FilterAction acceptNode(xercesc::DOMNode* node) override;
-  xercesc::DOMNodeFilter::ShowType getWhatToShow() const override;
-
- private:
-  int depth_ = 0;
-};
 
 /// One parsed document and the parser that owns it.
 class ParsedDocument {
@@ -120,7 +105,6 @@ class ParsedDocument {
   std::unique_ptr<xercesc::Wrapper4InputSource> input_;  // adopts the caller's source
   // These serve the parser, so they are built before it and die after it.
   ErrorHandler errorHandler_;
-  DepthLimit depthLimit_;
   opc::util::DOMLSParserPtr parser_;
   const xercesc::DOMElement* root_ = nullptr;  // owned by the parser's document
 };

@@ -2,6 +2,7 @@
 // and reading and writing DOM documents over package streams.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <opc/Export.hpp>
@@ -102,6 +103,8 @@ class OPC_API XercesHelper {
  public:
   /// Default cap on the bytes one parse may read.
   static constexpr std::uint64_t kDefaultMaxDocumentSize = 32u * 1024u * 1024u;
+  /// Default cap on how deeply elements may nest; the root element is level 1.
+  static constexpr std::size_t kDefaultMaxElementDepth = 256;
 
   /// The factory of every XML parser of the project. Documents come from outside, so the
   /// parser refuses a DOCTYPE outright (hence every entity declaration and external DTD),
@@ -109,14 +112,18 @@ class OPC_API XercesHelper {
   /// refuses every request), never loads a schema or DTD a document names (only grammars
   /// loaded from memory with loadGrammar and cached are used, once the caller switches on
   /// the cached-grammar feature), runs under a security manager with a small entity-expansion
-  /// limit, and stops reading any input after `maxDocumentSize` bytes. Namespaces are on;
+  /// limit, stops reading any input after `maxDocumentSize` bytes and stops at the first
+  /// element nested deeper than `maxElementDepth` levels (the parser resolves each start tag's
+  /// namespace by walking every open element, so unbounded nesting costs time quadratic in the
+  /// depth, and a tree walk over the document costs stack). Namespaces are on;
   /// validation is off until the caller or readDocumentFromStream switches it on. Each
   /// refusal is an opc::model::InvalidXMLDocument naming the document and the reason.
   ///
   /// Unlike a stock Xerces-C parser, an exception thrown by the installed DOMErrorHandler
   /// leaves parse() and loadGrammar() (stock Xerces-C swallows it and parses on), and with no
   /// handler installed errors are reported by a XercesErrorHandler, never ignored.
-  static DOMLSParserPtr createParser(std::uint64_t maxDocumentSize = kDefaultMaxDocumentSize);
+  static DOMLSParserPtr createParser(std::uint64_t maxDocumentSize = kDefaultMaxDocumentSize,
+                                     std::size_t maxElementDepth = kDefaultMaxElementDepth);
 
   /// A serializer writing compact UTF-8 with an XML declaration.
   static DOMLSSerializerPtr createWriter();
