@@ -15,6 +15,7 @@
 #include <opc/model/CoreProperties.hpp>
 #include <opc/model/Exceptions.hpp>
 #include <opc/util/XercesHelper.hpp>
+#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
@@ -203,9 +204,15 @@ KZFFileEntry KZFExtractionSerializer::Impl::readEntry(const x::DOMElement& eleme
       XercesString(element.getAttribute(typeAttribute.c_str())).toString()));
 
   // An absent date reads as the empty text, which converts to not_a_date_time: every loaded
-  // entry has a date set, not_a_date_time where none was written.
-  entry.setDate(CoreProperties::convertStringToTime(
-      XercesString(element.getAttribute(dateAttribute.c_str())).toString()));
+  // entry has a date set, not_a_date_time where none was written. The schema lets through
+  // dates the time library cannot hold (years before 1400, say): those make the document
+  // invalid like any other bad value.
+  try {
+    entry.setDate(CoreProperties::convertStringToTime(
+        XercesString(element.getAttribute(dateAttribute.c_str())).toString()));
+  } catch (const std::runtime_error& e) {
+    throw DeployedException(kzf::kzfpackage::KZFPACKAGE_INVALID_XML(e.what()));
+  }
 
   const ustring permissions =
       XercesString(element.getAttribute(permissionsAttribute.c_str())).toString();
