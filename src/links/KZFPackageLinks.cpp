@@ -51,6 +51,27 @@ void skipCommon(fs::path::iterator& a, fs::path::iterator aEnd, fs::path::iterat
   }
 }
 
+/// The link target `target` (absolute) with its folder part resolved on disk, expressed below
+/// `sourceRoot` when it lies inside the packed tree. Normalised, so that a relative target that
+/// climbs out of the tree ("../../x") is seen as outside it and mirrored below the package root
+/// rather than keeping ".." in its place; and resolved, so that a target reached through a link
+/// to a folder ("examples/data/f" where examples/data -> ../data/samples) is the file already
+/// packed at its real place, not a second copy under the folder link's name, which would make
+/// a file below a link. The last component stays as it is: a link to a link is a link.
+fs::path throughRealFolders(const fs::path& target, const fs::path& sourceRoot) {
+  const fs::path lexical = target.lexically_normal();
+  boost::system::error_code error;
+  const fs::path realFolder = fs::canonical(lexical.parent_path(), error);
+  if (error) return lexical;
+  const fs::path real = realFolder / lexical.filename();
+  // The source root may itself be reached through links: keep the root's own spelling.
+  const fs::path realRoot = fs::canonical(sourceRoot, error);
+  if (error) return real;
+  const fs::path below = real.lexically_relative(realRoot);
+  if (below.empty() || *below.begin() == "..") return real;
+  return below == "." ? sourceRoot : sourceRoot / below;
+}
+
 }  // namespace
 
 ustring KZFPackage::naive_uncomplete(const ustring& p, const ustring& base) {
@@ -145,9 +166,8 @@ void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
   const fs::path linkFolder = fs::absolute(pathOf(source), fs::current_path()).parent_path();
   // A dangling link is mapped like any other: its missing target is queued, and adding that
   // at close fails as for any missing source.
-  // Normalised, so that a relative target climbing out of the packed tree ("../../x") is seen
-  // as outside it and mirrored below the package root, instead of keeping ".." in its place.
-  const fs::path resolved = fs::absolute(pathOf(linkTarget), linkFolder).lexically_normal();
+  const fs::path resolved =
+      throughRealFolders(fs::absolute(pathOf(linkTarget), linkFolder), pathOf(sourceRoot));
   if (!resolved.has_root_directory()) {
     throw DeployedException(KZFPACKAGE_ERROR_PATH_RELATIVE(resolved.string()));
   }

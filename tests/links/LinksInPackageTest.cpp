@@ -142,6 +142,31 @@ TEST_F(LinksInPackageTest, RelativeLinkLeavingTheTreeIsStoredAtItsMirroredPlace)
   EXPECT_EQ(readFile(reached), "outside the tree");
 }
 
+TEST_F(LinksInPackageTest, TargetReachedThroughAFolderLinkIsTheFileAtItsRealPlace) {
+  writeFile(src() / "data/samples/f.mat", "samples");
+  link("../data/samples", src() / "examples/data");
+  link("../examples/data/f.mat", src() / "other/l");
+  pack(listTree());
+  extract();
+  EXPECT_TRUE(fs::is_symlink(fs::symlink_status(out() / "examples/data")));
+  EXPECT_EQ(fs::read_symlink(out() / "other/l").string(), "../data/samples/f.mat");
+  EXPECT_EQ(readFile(out() / "other/l"), "samples");
+}
+
+TEST_F(LinksInPackageTest, TreeReachedThroughALinkedRootMapsInsideIt) {
+  writeFile(src() / "app/lib/libfoo.so.1", "foo");
+  link("libfoo.so.1", src() / "app/lib/libfoo.so");
+  fs::create_symlink(src(), tmp / "linked-src");
+  std::map<fl::i18n::ustring, KZFRecordData> list;
+  for (const char* name : {"app", "app/lib", "app/lib/libfoo.so.1", "app/lib/libfoo.so"}) {
+    list.emplace(u(tmp / "linked-src" / name), KZFRecordData(fl::i18n::to_ustring(name), false, ""));
+  }
+  pack(list);
+  extract();
+  EXPECT_EQ(fs::read_symlink(out() / "app/lib/libfoo.so").string(), "libfoo.so.1");
+  EXPECT_EQ(partsNamed("libfoo.so.1"), 1u);
+}
+
 TEST_F(LinksInPackageTest, DanglingLinkFailsAtCloseAndLeavesNoPackage) {
   writeFile(src() / "app/f.txt", "f");
   link("missing.txt", src() / "app/dangling");
