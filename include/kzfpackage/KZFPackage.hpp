@@ -30,7 +30,6 @@ using kzfdatainterfaces::KZFFileReaderFactory;
 using kzfdatainterfaces::KZFRecordData;
 
 class KZFExtractionManager;
-class KZFFileEntry;
 struct KZFPackageStorage;
 
 /// One entry of a package's file manifest with the size of its stored content.
