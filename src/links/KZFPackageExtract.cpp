@@ -41,8 +41,6 @@ constexpr std::size_t kLinkTargetBufferSize = 16384;
 /// File content is copied in pieces of this size.
 constexpr std::size_t kCopyBufferSize = 64 * 1024;
 
-std::string asciiNarrow(const ustring& text) { return std::string(text.begin(), text.end()); }
-
 opc::model::PartName partNameOf(const KZFFileEntry& entry) {
   return opc::model::PartName(opc::model::URI(entry.getContent()));
 }
@@ -53,7 +51,7 @@ opc::model::PartName partNameOf(const KZFFileEntry& entry) {
 std::time_t modificationTimeOf(const pt::ptime& date) {
   verbose << "ExtractWithExtractionManager: "
           << " set file last modified date @"
-          << asciiNarrow(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
+          << to_string(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
   const pt::ptime epoch(boost::gregorian::date(1970, 1, 1));
   const std::int64_t seconds = (date - epoch).total_microseconds() / 1000000;
   const auto wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds));

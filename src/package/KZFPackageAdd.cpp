@@ -42,8 +42,6 @@ constexpr int kReaderZeroLengthError = -1004;
 /// File-type bits and the nine access bits; set-user-id, set-group-id and sticky are dropped.
 constexpr unsigned kPermissionMask = 0170777;
 
-std::string asciiNarrow(const ustring& text) { return std::string(text.begin(), text.end()); }
-
 pt::ptime toPtime(const std::tm& broken) {
   return pt::ptime(boost::gregorian::date(static_cast<unsigned short>(broken.tm_year + 1900),
                                           static_cast<unsigned short>(broken.tm_mon + 1),
@@ -146,7 +144,7 @@ void KZFPackage::addNormalFile(const ustring& source, KZFRecordData& record,
     }
 
     std::string type =
-        contentType.empty() ? asciiNarrow(mapFilenameToContentTypeString(name)) : contentType;
+        contentType.empty() ? to_string(mapFilenameToContentTypeString(name)) : contentType;
     opc::model::Part part = storage->package.createPart(
         opc::model::PartName(candidate), opc::model::ContentType(type),
         opc::model::StandardPartInfo(kCompressedStorage, 0));
@@ -217,7 +215,7 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
     }
     pt::ptime date = toPtime(broken);
     verbose << "set file last modified time @"
-            << asciiNarrow(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
+            << to_string(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
     entry.setDate(date);
   }
 

@@ -2,6 +2,7 @@
 #include <kzfpackage/KZFPackage.hpp>
 
 #include <kzfpackage/Verbose.hpp>
+#include <opc/String.hpp>
 #include <opc/model/URI.hpp>
 
 #include <array>
@@ -15,8 +16,6 @@ const std::array<const char*, kNativeExtensionCount> kArch = {"glnx86", "glnxa64
                                                               "win64"};
 const std::array<const char*, kNativeExtensionCount> kVxfExt = {".vxfglx", ".vxfa64", ".vxfmaci64",
                                                                 ".vxfw32", ".vxfw64"};
-
-ustring ascii(const char* text) { return ustring(text, text + std::char_traits<char>::length(text)); }
 
 /// Offset where the last component of a "/"-separated path begins.
 std::size_t lastComponentStart(const ustring& path) {
@@ -36,7 +35,7 @@ ustring extensionOf(const ustring& path) {
 
 std::map<ustring, ustring> createVxfFileExtensionMap() {
   std::map<ustring, ustring> table;
-  for (std::size_t i = 0; i < kNativeExtensionCount; ++i) table[ascii(kVxfExt[i])] = ascii(kArch[i]);
+  for (std::size_t i = 0; i < kNativeExtensionCount; ++i) table[opc::toStringFromASCIIStringLiteral(kVxfExt[i])] = opc::toStringFromASCIIStringLiteral(kArch[i]);
   return table;
 }
 
@@ -68,18 +67,18 @@ ustring KZFPackage::mapFilenameToContentTypeString(const ustring& name) {
   // configuration manifest gets its content type where close writes it, not here. The rule is
   // kept so that the mapping stays exactly as packages have always been written.
   if (name.compare(lastComponentStart(name), ustring::npos, u"/.META/manifest.xml") == 0) {
-    return ascii(CONFIGURATIONMANIFEST_CONTENTTYPE);
+    return opc::toStringFromASCIIStringLiteral(CONFIGURATIONMANIFEST_CONTENTTYPE);
   }
   ustring extension = extensionOf(name);
   if (extension == u".m" || extension == u".p") {
-    return ascii(readerFactory.willBeTransformed(name) ? VELLMORENCRYPTEDCODE_CONTENTTYPE
+    return opc::toStringFromASCIIStringLiteral(readerFactory.willBeTransformed(name) ? VELLMORENCRYPTEDCODE_CONTENTTYPE
                                                        : VELLMORCODE_CONTENTTYPE);
   }
   ustring platform;
   if (isVxfFile(name, platform)) {
-    return ascii(VELLMOREXECUTABLE_CONTENTTYPE) + u";platform=" + platform;
+    return opc::toStringFromASCIIStringLiteral(VELLMOREXECUTABLE_CONTENTTYPE) + u";platform=" + platform;
   }
-  return ascii(OTHERFILES_CONTENTTYPE);
+  return opc::toStringFromASCIIStringLiteral(OTHERFILES_CONTENTTYPE);
 }
 
 bool KZFPackage::isWindowsExecutable(const ustring& path) {

@@ -1,5 +1,6 @@
 // Extraction driven by the file manifest: edge cases and packages that are broken on purpose.
 #include <KzfErrorMatchers.hpp>
+#include <PackageTestSupport.hpp>
 #include <TempDir.hpp>
 
 #include <kzfpackage/KZFExtractionSerializer.hpp>
@@ -23,13 +24,6 @@ namespace fs = boost::filesystem;
 using Quorlith::kzfpackage::KZFExtractionSerializer;
 using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
-
-fl::i18n::ustring u(const fs::path& p) { return fl::i18n::to_ustring(p.string()); }
-
-std::string readFile(const fs::path& path) {
-  fs::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 /// One "fileEntry" of a hand-written file manifest.
 std::string entry(const std::string& name, const std::string& content, const std::string& type,

@@ -1,5 +1,6 @@
 // Symbolic links packed from a source tree and re-created on extraction.
 #include <KzfErrorMatchers.hpp>
+#include <PackageTestSupport.hpp>
 #include <TempDir.hpp>
 #include <ZipCheck.hpp>
 
@@ -20,18 +21,6 @@ namespace fs = boost::filesystem;
 using Quorlith::kzfpackage::KZFPackage;
 using Quorlith::kzfpackage::KZFRecordData;
 namespace kzf = Quorlith::kzfpackage;
-
-fl::i18n::ustring u(const fs::path& p) { return fl::i18n::to_ustring(p.string()); }
-
-void writeFile(const fs::path& path, const std::string& content) {
-  fs::create_directories(path.parent_path());
-  fs::ofstream(path, std::ios::binary) << content;
-}
-
-std::string readFile(const fs::path& path) {
-  fs::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 void link(const std::string& target, const fs::path& at) {
   fs::create_directories(at.parent_path());

@@ -1,5 +1,5 @@
 // Adding files, folders and lists to a package: part names, entries, dates and permissions.
-#include "PackageTestSupport.hpp"
+#include <PackageTestSupport.hpp>
 
 #include <KzfErrorMatchers.hpp>
 #include <ReversingReaderHandle.hpp>

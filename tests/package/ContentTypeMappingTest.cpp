@@ -1,5 +1,5 @@
 // Part names and content types chosen for destination names, and the native-extension table.
-#include "PackageTestSupport.hpp"
+#include <PackageTestSupport.hpp>
 
 #include <ReversingReaderHandle.hpp>
 

@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "PackageTestSupport.hpp"
+#include <PackageTestSupport.hpp>
 
 namespace kzftest {
 namespace {

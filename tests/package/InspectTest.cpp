@@ -1,5 +1,5 @@
 // Listing a package's entries with their sizes, and checking a package for damage.
-#include "PackageTestSupport.hpp"
+#include <PackageTestSupport.hpp>
 
 #include <kzfpackage/KZFPackage.hpp>
 

@@ -1,5 +1,5 @@
 // The package object's lifecycle: open modes, state checks, backups, close and destruction.
-#include "PackageTestSupport.hpp"
+#include <PackageTestSupport.hpp>
 
 #include <KzfErrorMatchers.hpp>
 #include <ZipCheck.hpp>

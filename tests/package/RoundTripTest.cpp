@@ -1,5 +1,5 @@
 // A tree of folders and files packed, closed, reopened and extracted elsewhere comes back equal.
-#include "PackageTestSupport.hpp"
+#include <PackageTestSupport.hpp>
 
 #include <ReversingReaderHandle.hpp>
 #include <ZipCheck.hpp>

@@ -1,5 +1,5 @@
 // Settings carried by a package: written at close, loaded by open, read from an extracted folder.
-#include "PackageTestSupport.hpp"
+#include <PackageTestSupport.hpp>
 
 #include <KzfErrorMatchers.hpp>
 #include <ZipCheck.hpp>
