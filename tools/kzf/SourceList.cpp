@@ -32,30 +32,47 @@ class Collector {
   explicit Collector(const fs::path& package)
       : package_(fs::absolute(package).lexically_normal()) {}
 
-  void add(const fs::path& source, const std::string& shown, const fs::path& destination) {
+  /// Adds one source; `absolute` is its absolute, normal path (the list's key), `isLink` whether
+  /// it is a symbolic link (only those can dangle).
+  void add(const fs::path& absolute, bool isLink, const std::string& shown,
+           const fs::path& destination) {
     const std::string name = destination.generic_string();
     const auto [claim, fresh] = claimed_.emplace(name, shown);
     if (!fresh) {
       throw ToolError("KZF_DUPLICATE_DESTINATION",
                       tr("{0} and {1} would both be stored as {2}", {claim->second, shown, name}));
     }
-    const ustring key = to_ustring(fs::absolute(source).lexically_normal().string());
+    const ustring key = to_ustring(absolute.string());
     if (!list_.files.emplace(key, KZFRecordData(to_ustring(name), false, "")).second) {
       throw ToolError("KZF_DUPLICATE_SOURCE", tr("{0} is named twice as a source", {shown}));
     }
-    shown_.emplace(key, shown);
+    if (isLink) links_.emplace(key, shown);
   }
 
+  /// Adds a source named by the user (on the command line or in the list file).
+  void addNamed(const fs::path& source, const fs::file_status& status, const fs::path& destination) {
+    add(fs::absolute(source).lexically_normal(), fs::is_symlink(status), source.string(),
+        destination);
+  }
+
+  /// Adds everything below `folder`. The folder is made absolute once: the walk's paths below it
+  /// need no normalising, and the file types come from the folder listing, so the walk costs no
+  /// call per entry beyond reading the folders.
   void addTree(const fs::path& folder, const fs::path& prefix) {
     const fs::path shown = folder.lexically_normal() == "." ? fs::path() : folder;
+    const fs::path base = fs::absolute(folder).lexically_normal();
     std::error_code ec;
     // The iterator's default options neither follow links to folders nor skip anything.
     fs::recursive_directory_iterator it(folder, ec);
     for (const fs::recursive_directory_iterator end; !ec && it != end; it.increment(ec)) {
-      // A package replaced with --force may lie in the folder it is made from.
-      if (fs::absolute(it->path()).lexically_normal() == package_) continue;
       const fs::path relative = it->path().lexically_relative(folder);
-      add(it->path(), (shown / relative).generic_string(), prefix / relative);
+      const fs::path absolute = base / relative;
+      // A package replaced with --force may lie in the folder it is made from.
+      if (absolute == package_) continue;
+      // A source that vanished during the walk is the library's to report, when it is added.
+      std::error_code typeUnknown;
+      const bool isLink = it->is_symlink(typeUnknown);
+      add(absolute, isLink, (shown / relative).generic_string(), prefix / relative);
     }
     if (ec) {
       throw ToolError("KZF_FOLDER_UNREADABLE",
@@ -67,17 +84,13 @@ class Collector {
   /// library would only notice them when the package is closed, after all the work.
   void handleDanglingLinks(bool skip) {
     std::vector<DanglingLink> dangling;
-    for (auto it = list_.files.begin(); it != list_.files.end();) {
-      const fs::path source = fl::i18n::to_string(it->first);
+    for (const auto& [key, shown] : links_) {
+      const fs::path source = fl::i18n::to_string(key);
       std::error_code ec;
-      if (fs::is_symlink(fs::symlink_status(source, ec)) && !fs::exists(source, ec)) {
-        dangling.push_back({shown_.at(it->first), fs::read_symlink(source, ec).string()});
-        if (skip) {
-          it = list_.files.erase(it);
-          continue;
-        }
+      if (!fs::exists(source, ec)) {
+        dangling.push_back({shown, fs::read_symlink(source, ec).string()});
+        if (skip) list_.files.erase(key);
       }
-      ++it;
     }
     if (skip) {
       list_.skipped = std::move(dangling);
@@ -101,7 +114,8 @@ class Collector {
   fs::path package_;
   SourceList list_;
   std::map<std::string, std::string> claimed_;
-  std::map<ustring, std::string> shown_;
+  /// The symbolic links among the sources, with the names they were given by.
+  std::map<ustring, std::string> links_;
 };
 
 void addListFile(Collector& collector, const std::string& listFile) {
@@ -126,10 +140,11 @@ void addListFile(Collector& collector, const std::string& listFile) {
                          {where, destination.string()}));
     }
     std::error_code ec;
-    if (!fs::exists(fs::symlink_status(source, ec))) {
+    const fs::file_status status = fs::symlink_status(source, ec);
+    if (!fs::exists(status)) {
       throw ToolError("KZF_SOURCE_NOT_FOUND", tr("{0}: no such file or folder", {source}));
     }
-    collector.add(source, source, destination);
+    collector.addNamed(source, status, destination);
   }
 }
 
@@ -152,7 +167,7 @@ SourceList collectSources(const SourceOptions& options) {
     if (fs::is_directory(status)) {
       collector.addTree(source, prefix);
     } else {
-      collector.add(source, source, prefix / fs::path(source).filename());
+      collector.addNamed(source, status, prefix / fs::path(source).filename());
     }
   }
   if (!options.listFile.empty()) addListFile(collector, options.listFile);

@@ -32,13 +32,21 @@ long PlainFileReader::read(char* buffer, std::size_t max, KZFMetaData& /*metaDat
     if (!narrowSource(path)) return -1;
     fd_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd_.valid()) return fail(-errno);
-    // Only advice: the file is read once from start to end, so a failure changes nothing.
-    (void)::posix_fadvise(fd_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
   }
   for (;;) {
     ssize_t n = ::read(fd_.get(), buffer, clampCount(max));
-    if (n >= 0) return n;
-    if (errno != EINTR) return fail(-errno);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return fail(-errno);
+    }
+    // A file that fills the first block is likely long enough for a larger read-ahead to pay;
+    // a small one is done in the next read, and the call would be wasted. Only advice, so a
+    // failure changes nothing.
+    if (!pastFirstBlock_ && n > 0 && static_cast<std::size_t>(n) == max) {
+      (void)::posix_fadvise(fd_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    }
+    pastFirstBlock_ = true;
+    return n;
   }
 }
 

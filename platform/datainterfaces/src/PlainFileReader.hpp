@@ -25,6 +25,7 @@ class PlainFileReader final : public KZFFileReader {
 
   fl::i18n::ustring source_;
   UniqueFd fd_;
+  bool pastFirstBlock_ = false;  ///< whether the first block was read (and read-ahead decided)
 };
 
 }  // namespace Quorlith::kzfdatainterfaces
