@@ -214,8 +214,10 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
       throw std::runtime_error("could not convert calendar time to UTC time");
     }
     pt::ptime date = toPtime(broken);
-    verbose << "set file last modified time @"
-            << to_string(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
+    if (verbose.enabled) {
+      verbose << "set file last modified time @"
+              << to_string(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
+    }
     entry.setDate(date);
   }
 

@@ -57,8 +57,10 @@ ustring KZFPackage::getEncodedURIString(const ustring& name) {
   const char16_t slash = opc::model::URI::getSlash();
   if (result.empty() || result.front() != slash) result.insert(result.begin(), slash);
   // The encoded text is plain ASCII, so narrowing it cannot fail.
-  verbose << "getEncodedURIString result=" << std::string(result.begin(), result.end())
-          << std::endl;
+  if (verbose.enabled) {
+    verbose << "getEncodedURIString result=" << std::string(result.begin(), result.end())
+            << std::endl;
+  }
   return result;
 }
 
