@@ -218,10 +218,14 @@ void KZFPackage::addLinkedFileToList(const ustring& source, const ustring& desti
     verbose << "addLinkedFileToList: Symbolic link target already in source list." << std::endl;
     return;
   }
+  // The index answers what onList(linkedFileMap, ...) would, without walking the map.
   ustring other;
-  if (!onList(linkedFileMap, mappedTarget, other) &&
-      !inLinkedFileListAsTarget(mappedTarget, other)) {
+  const auto& listed = storage->links.listedSourceByName;
+  const auto claimed = listed.find(mappedTarget);
+  if (claimed != listed.end()) other = claimed->second;
+  if (claimed == listed.end() && !inLinkedFileListAsTarget(mappedTarget, other)) {
     linkedFileList.emplace_back(target, KZFRecordData(mappedTarget, false, ""));
+    storage->links.indexQueued(target, mappedTarget);
     ++progress.entriesTotal;
     verbose << "addLinkedFileToList: Added this linked target into linked file list. size="
             << linkedFileList.size() << std::endl;
@@ -254,18 +258,15 @@ void KZFPackage::addLinkedFileToList(const ustring& source, const ustring& desti
 }
 
 bool KZFPackage::inLinkedFileList(const ustring& path) {
-  return std::any_of(linkedFileList.begin(), linkedFileList.end(),
-                     [&path](const auto& queued) { return queued.first == path; });
+  return storage->links.queuedSources.count(path) != 0;
 }
 
 bool KZFPackage::inLinkedFileListAsTarget(const ustring& place, ustring& sourceOut) {
-  for (const auto& [queuedSource, record] : linkedFileList) {
-    if (record.getName() == place) {
-      sourceOut = queuedSource;
-      return true;
-    }
-  }
-  return false;
+  const auto& byPlace = storage->links.queuedSourceByPlace;
+  const auto found = byPlace.find(place);
+  if (found == byPlace.end()) return false;
+  sourceOut = found->second;
+  return true;
 }
 
 }  // namespace Quorlith::kzfpackage

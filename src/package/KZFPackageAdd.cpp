@@ -62,6 +62,7 @@ void KZFPackage::addFileToKZF(const ustring& source, const ustring& destinationN
 void KZFPackage::addFileListToKZF(const std::map<ustring, KZFRecordData>& files) {
   throwIfNotOpenForCreate();
   linkedFileMap = files;
+  storage->links.indexList(linkedFileMap);
   verbose << "Add file lists into KZF." << std::endl;
   progress = KZFProgress();
   progress.entriesTotal = files.size();

@@ -6,9 +6,14 @@
 #include <opc/util/TempfileGuard.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
 
+#include <kzfdatainterfaces/KZFRecordData.hpp>
+
+#include <map>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace Quorlith::kzfpackage {
 
@@ -29,6 +34,31 @@ struct KZFPackageStorage {
     std::string path;
     struct stat status {};
   } lastSource;
+
+  /// Hash indexes over the link bookkeeping (the file map given to addFileListToKZF and the
+  /// queue of link targets), so that each link asks them in constant time what a walk of the
+  /// whole map or queue answers. Each index keeps the walk's answer: the first match in map
+  /// order or in queue order.
+  struct LinkIndexes {
+    /// Destination name -> key of the first record in map order with that name.
+    std::unordered_map<fl::i18n::ustring, fl::i18n::ustring> listedSourceByName;
+    /// The queued sources.
+    std::unordered_set<fl::i18n::ustring> queuedSources;
+    /// Place in the package -> the first queued source that claims it.
+    std::unordered_map<fl::i18n::ustring, fl::i18n::ustring> queuedSourceByPlace;
+
+    /// Indexes the file map that replaced the previous one.
+    void indexList(const std::map<fl::i18n::ustring, kzfdatainterfaces::KZFRecordData>& files) {
+      listedSourceByName.clear();
+      listedSourceByName.reserve(files.size());
+      for (const auto& [source, record] : files) listedSourceByName.emplace(record.getName(), source);
+    }
+    /// Indexes a pair just appended to the queue.
+    void indexQueued(const fl::i18n::ustring& source, const fl::i18n::ustring& place) {
+      queuedSources.insert(source);
+      queuedSourceByPlace.emplace(place, source);
+    }
+  } links;
 
   /// The remembered lstat of `source`, or null when the last one taken was of another path.
   const struct stat* knownStatus(const std::string& source) const {
