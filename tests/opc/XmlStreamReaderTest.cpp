@@ -33,8 +33,8 @@ class EventLog : public xercesc::DefaultHandler {
  public:
   void startElement(const XMLCh* const uri, const XMLCh* const localName, const XMLCh* const qName,
                     const xercesc::Attributes& attributes) override {
-    text += "<{" + opctest::ascii(uri) + "}" + opctest::ascii(localName) + " " +
-            opctest::ascii(qName);
+    text +=
+        "<{" + opctest::ascii(uri) + "}" + opctest::ascii(localName) + " " + opctest::ascii(qName);
     for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
       text += " " + opctest::ascii(attributes.getQName(i)) + "=[" +
               opctest::ascii(attributes.getValue(i)) + "]";
@@ -64,8 +64,8 @@ std::string refusalOf(Parse parse) {
 std::string domRefusal(const std::string& xml, bool validate) {
   auto parser = XercesHelper::createParser(1024, 8);
   if (validate) {
-    xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(kSchema),
-                                      sizeof kSchema - 1, "test.xsd");
+    xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(kSchema), sizeof kSchema - 1,
+                                      "test.xsd");
     xercesc::Wrapper4InputSource input(&source, false);
     XercesErrorHandler errors;
     parser->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMErrorHandler,
@@ -77,9 +77,8 @@ std::string domRefusal(const std::string& xml, bool validate) {
   }
   std::istringstream text(xml);
   opc::StdIStreamAdaptor in(text);
-  return refusalOf([&] {
-    XercesHelper::readDocumentFromStream(*parser, in, validate, u"", u"", u"doc.xml");
-  });
+  return refusalOf(
+      [&] { XercesHelper::readDocumentFromStream(*parser, in, validate, u"", u"", u"doc.xml"); });
 }
 
 std::string streamRefusal(const std::string& xml, bool validate, EventLog* log = nullptr) {
@@ -88,7 +87,8 @@ std::string streamRefusal(const std::string& xml, bool validate, EventLog* log =
   std::istringstream text(xml);
   opc::StdIStreamAdaptor in(text);
   EventLog ignored;
-  return refusalOf([&] { reader->parse(in, log != nullptr ? *log : ignored, validate, u"doc.xml"); });
+  return refusalOf(
+      [&] { reader->parse(in, log != nullptr ? *log : ignored, validate, u"doc.xml"); });
 }
 
 struct DocumentRow {
@@ -114,8 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
                     false},
         DocumentRow{"ExternalDtd", "<!DOCTYPE r SYSTEM 'http://127.0.0.1:9/x.dtd'><r/>", false},
         DocumentRow{"UndeclaredEntity", "<r xmlns='urn:t'>&e;</r>", false},
-        DocumentRow{"Malformed", "<r xmlns='urn:t'>", false},
-        DocumentRow{"Empty", "", false},
+        DocumentRow{"Malformed", "<r xmlns='urn:t'>", false}, DocumentRow{"Empty", "", false},
         DocumentRow{"OnlyADeclaration", "<?xml version='1.0'?>", false},
         DocumentRow{"UnsupportedXmlVersion", "<?xml version=\"1.\"?><r xmlns='urn:t'/>", false},
         DocumentRow{"Oversized", "<r xmlns='urn:t'>" + std::string(4096, 'x') + "</r>", false},
@@ -137,8 +136,7 @@ TEST(StreamReader, ReportsElementsAttributesAndTextAsWritten) {
                           "<k:c>1</k:c><k:c>&#x32;</k:c></k:r>",
                           true, &log),
             "");
-  EXPECT_EQ(log.text,
-            "<{urn:t}r k:r u=[ /a b ]><{urn:t}c k:c>1</k:c><{urn:t}c k:c>2</k:c></k:r>");
+  EXPECT_EQ(log.text, "<{urn:t}r k:r u=[ /a b ]><{urn:t}c k:c>1</k:c><{urn:t}c k:c>2</k:c></k:r>");
 }
 
 TEST(StreamReader, AfterARefusalTheNextDocumentIsReadAfresh) {

@@ -35,10 +35,10 @@
 #include <xercesc/util/RefVectorOf.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLResourceIdentifier.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLURL.hpp>
 #include <xercesc/util/XMLUni.hpp>
-#include <xercesc/util/XMLResourceIdentifier.hpp>
 #include <xercesc/validators/DTD/DTDElementDecl.hpp>
 #include <xercesc/validators/DTD/DocTypeHandler.hpp>
 #include <xercesc/validators/common/GrammarResolver.hpp>
@@ -87,8 +87,8 @@ InvalidXMLDocument refusedResource(const XMLCh* baseUri, const XMLCh* resourceTy
 }
 
 InvalidXMLDocument cannotBuild(const XMLCh* document, const x::DOMException& e) {
-  return InvalidXMLDocument(narrow(document) + ": the document cannot be built: " +
-                            narrow(e.getMessage()));
+  return InvalidXMLDocument(narrow(document) +
+                            ": the document cannot be built: " + narrow(e.getMessage()));
 }
 
 // A document may expand this many entity references at most. Documents of this project never
@@ -417,8 +417,7 @@ class HardenedStreamReader final : public XmlStreamReader,
 
   void parse(InputStream& in, x::ContentHandler& handler, bool validate,
              const ustring& documentName) override {
-    scanner_->setValidationScheme(validate ? x::XMLScanner::Val_Always
-                                           : x::XMLScanner::Val_Never);
+    scanner_->setValidationScheme(validate ? x::XMLScanner::Val_Always : x::XMLScanner::Val_Never);
     OpcInputSource source(in, documentName);
     CappedInputSource capped(source, sizeLimit_);
     HandlerScope scope(*this, handler);
@@ -519,8 +518,7 @@ class HardenedStreamReader final : public XmlStreamReader,
     if (depth_ > 0) handler_->characters(chars, length);
   }
 
-  void ignorableWhitespace(const XMLCh* const chars, const XMLSize_t length,
-                           const bool) override {
+  void ignorableWhitespace(const XMLCh* const chars, const XMLSize_t length, const bool) override {
     if (depth_ > 0) handler_->ignorableWhitespace(chars, length);
   }
 
@@ -667,11 +665,10 @@ void DOMDocumentReleaser::operator()(x::DOMDocument* document) const { document-
 bool XercesErrorHandler::handleError(const x::DOMError& error) {
   if (error.getSeverity() == x::DOMError::DOM_SEVERITY_WARNING) return true;
   const x::DOMLocator* where = error.getLocation();
-  const std::string text =
-      where != nullptr
-          ? errorText(where->getURI(), where->getLineNumber(), where->getColumnNumber(),
-                      error.getMessage())
-          : errorText(nullptr, 0, 0, error.getMessage());
+  const std::string text = where != nullptr
+                               ? errorText(where->getURI(), where->getLineNumber(),
+                                           where->getColumnNumber(), error.getMessage())
+                               : errorText(nullptr, 0, 0, error.getMessage());
   if (message_.empty()) message_ = text;
   throw InvalidXMLDocument(text);
 }
