@@ -10,9 +10,9 @@ namespace Quorlith::kzfpackage {
 class KZFExtractionManager;
 
 /// Writes the entries of a KZFExtractionManager as the file manifest document and reads such a
-/// document back, validating it against the schema carried in SCHEMA. The parser (with the
-/// schema grammar cached) and the writer are built once, so one serializer can handle any
-/// number of documents; it is used by one thread at a time.
+/// document back, validating it against the schema carried in SCHEMA. The reader (with the
+/// schema grammar cached) is built once, so one serializer can handle any number of
+/// documents; it is used by one thread at a time.
 class KZF_EXPORT KZFExtractionSerializer {
  public:
   /// The namespace of the manifest's root element and the schema's target namespace.
@@ -38,7 +38,7 @@ class KZF_EXPORT KZFExtractionSerializer {
   /// "encoding": the process locale's encoding name when the manifest was written.
   static const char* const ENCODING_ATTRIBUTE;
 
-  /// Builds the parser with the schema grammar loaded and cached, and the writer. Throws
+  /// Builds the reader with the schema grammar loaded and cached. Throws
   /// DeployedException KZFPACKAGE_ERROR_LOADING_SCHEMA when the schema cannot be loaded.
   KZFExtractionSerializer();
   virtual ~KZFExtractionSerializer();
@@ -49,9 +49,10 @@ class KZF_EXPORT KZFExtractionSerializer {
   /// the process locale's encoding name, then one element per entry in the manager's key
   /// order. A date is written only when the entry has one, the permission bits only when
   /// they are not 0. An entry kind outside File, SymLink and Folder throws DeployedException
-  /// KZFPACKAGE_FILE_TYPE_UNSUPPORTED (the entry's name) before anything is written; a
-  /// failing serialization throws KZFPACKAGE_ERROR_WRITE_XML. The stream's own errors pass
-  /// unchanged.
+  /// KZFPACKAGE_FILE_TYPE_UNSUPPORTED (the entry's name), and a name or content holding a
+  /// character XML cannot carry (a control character, a lone surrogate) throws
+  /// KZFPACKAGE_ERROR_WRITE_XML, both before anything is written. A name or content is
+  /// written up to its first NUL. The stream's own errors pass unchanged.
   void save(opc::OutputStream& out, const KZFExtractionManager& manager) const;
 
   /// Reads a manifest from `in` and adds its entries to `manager`, each keyed by its name (a
@@ -60,7 +61,8 @@ class KZF_EXPORT KZFExtractionSerializer {
   /// to their low 16 bits. A manifest written under another locale encoding or on another
   /// platform prints a warning line on standard output and loads on. A malformed or invalid
   /// document, an unknown type word or a permission text that is not a number throws
-  /// DeployedException KZFPACKAGE_INVALID_XML; entries added before the failure stay.
+  /// DeployedException KZFPACKAGE_INVALID_XML and leaves `manager` as it was: entries are
+  /// added only once the whole document has been read and found valid.
   void load(opc::InputStream& in, KZFExtractionManager& manager) const;
 
  private:

@@ -1,6 +1,7 @@
 // The file manifest serializer: the entries of an extraction manager as a validated XML document.
 #include <boost/lexical_cast.hpp>
-#include <cstring>
+#include <cstddef>
+#include <exception>
 #include <fl/i18n/DeployedException.hpp>
 #include <fl/i18n/QlLocale.hpp>
 #include <fl/i18n/printmln.hpp>
@@ -17,14 +18,11 @@
 #include <opc/util/XercesHelper.hpp>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMNodeList.hpp>
-#include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/framework/Wrapper4InputSource.hpp>
-#include <xercesc/util/XMLUni.hpp>
-#include <xercesc/validators/common/Grammar.hpp>
+#include <xercesc/sax2/Attributes.hpp>
+#include <xercesc/sax2/DefaultHandler.hpp>
 
 #include "FileManifestWords.hpp"
 
@@ -39,7 +37,6 @@ using fl::i18n::DeployedException;
 using fl::i18n::ustring;
 using opc::model::CoreProperties;
 using opc::model::InvalidXMLDocument;
-using opc::util::XercesString;
 
 const char* const KZFExtractionSerializer::FILEENTRIES_ELEMENT = "fileEntries";
 const char* const KZFExtractionSerializer::FILEENTRY_ELEMENT = "fileEntry";
@@ -54,9 +51,11 @@ const char* const KZFExtractionSerializer::ENCODING_ATTRIBUTE = "encoding";
 namespace {
 
 // The system id the schema text is known by in the parser's grammar cache and its errors.
-constexpr XMLCh kSchemaSystemId[] = u"file-manifest.xsd";
+constexpr char16_t kSchemaSystemId[] = u"file-manifest.xsd";
 // The name loaded manifests are given in parser errors.
 constexpr char16_t kManifestDocumentName[] = u"filemanifest.xml";
+// The bytes the writer collects before it hands them to the stream.
+constexpr std::size_t kWriteChunk = 64 * 1024;
 
 // The tag of the platform this library was built for, compared with a loaded manifest's.
 const ustring& platformTag() {
@@ -69,38 +68,243 @@ ustring localeEncodingName() {
   return opc::toString(std::get<std::string>(fl::i18n::QlLocale::global().get_encoding_name()));
 }
 
-XercesString constant(const char* text) {
-  return XercesString(opc::toStringFromASCIIStringLiteral(text));
+// An attribute value ends at its first NUL, as the C strings the manifest was once written
+// from did.
+std::u16string_view attributeText(const ustring& text) { return std::u16string_view(text.c_str()); }
+
+constexpr char32_t kNotACharacter = 0xFFFFFFFF;
+
+// The code point at `i`, moving `i` past it; kNotACharacter for a surrogate without its partner.
+char32_t nextCodePoint(std::u16string_view text, std::size_t& i) {
+  const char32_t unit = text[i++];
+  if (unit < 0xD800 || unit > 0xDFFF) return unit;
+  if (unit <= 0xDBFF && i < text.size() && text[i] >= 0xDC00 && text[i] <= 0xDFFF) {
+    return 0x10000 + ((unit - 0xD800) << 10) + (text[i++] - 0xDC00);
+  }
+  return kNotACharacter;
 }
 
-// Installs an error handler on the parser for one scope and removes it again, also when the
-// guarded call throws, so the parser never keeps a pointer to the dead handler.
-class ParserErrorHandlerScope {
+// The characters an XML 1.0 document may hold.
+bool isXmlCharacter(char32_t c) {
+  return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) ||
+         (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+bool isWritable(const ustring& text) {
+  const std::u16string_view value = attributeText(text);
+  for (std::size_t i = 0; i < value.size();) {
+    if (!isXmlCharacter(nextCodePoint(value, i))) return false;
+  }
+  return true;
+}
+
+[[noreturn]] void throwUnwritable() {
+  throw DeployedException(kzf::kzfpackage::KZFPACKAGE_ERROR_WRITE_XML(
+      "cannot serialize the XML document: invalid or illegal XML character"));
+}
+
+// Writes the manifest text as UTF-8 to a stream in chunks. Attribute values are escaped as
+// the manifest has always been written: &, < and " as entities, tab, line feed and carriage
+// return as character references (so that a reader's normalisation keeps them), the rest as is.
+class ManifestWriter {
  public:
-  ParserErrorHandlerScope(x::DOMLSParser& parser, x::DOMErrorHandler& handler) : parser_(parser) {
-    parser_.getDomConfig()->setParameter(x::XMLUni::fgDOMErrorHandler, &handler);
+  explicit ManifestWriter(opc::OutputStream& out) : out_(out) { buffer_.reserve(kWriteChunk); }
+
+  void text(std::string_view text) { buffer_.append(text); }
+
+  void attribute(const char* name, const ustring& value) {
+    buffer_ += ' ';
+    buffer_ += name;
+    buffer_ += "=\"";
+    const std::u16string_view text = attributeText(value);
+    for (std::size_t i = 0; i < text.size();) {
+      const char32_t c = nextCodePoint(text, i);
+      switch (c) {
+        case '&':
+          buffer_ += "&amp;";
+          break;
+        case '<':
+          buffer_ += "&lt;";
+          break;
+        case '"':
+          buffer_ += "&quot;";
+          break;
+        case '\t':
+          buffer_ += "&#x9;";
+          break;
+        case '\n':
+          buffer_ += "&#xA;";
+          break;
+        case '\r':
+          buffer_ += "&#xD;";
+          break;
+        default:
+          if (!isXmlCharacter(c)) throwUnwritable();
+          appendUtf8(c);
+      }
+    }
+    buffer_ += '"';
   }
-  ~ParserErrorHandlerScope() {
-    parser_.getDomConfig()->setParameter(x::XMLUni::fgDOMErrorHandler,
-                                         static_cast<const void*>(nullptr));
+
+  // Hands the text collected so far to the stream once a chunk is full.
+  void flushIfFull() {
+    if (buffer_.size() >= kWriteChunk) flush();
   }
-  ParserErrorHandlerScope(const ParserErrorHandlerScope&) = delete;
-  ParserErrorHandlerScope& operator=(const ParserErrorHandlerScope&) = delete;
+
+  void finish() {
+    flush();
+    out_.flush();
+  }
 
  private:
-  x::DOMLSParser& parser_;
+  void appendUtf8(char32_t c) {
+    if (c < 0x80) {
+      buffer_ += static_cast<char>(c);
+    } else if (c < 0x800) {
+      buffer_ += static_cast<char>(0xC0 | (c >> 6));
+      buffer_ += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      buffer_ += static_cast<char>(0xE0 | (c >> 12));
+      buffer_ += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      buffer_ += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      buffer_ += static_cast<char>(0xF0 | (c >> 18));
+      buffer_ += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      buffer_ += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      buffer_ += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
+
+  void flush() {
+    if (buffer_.empty()) return;
+    out_.write(buffer_.data(), buffer_.size());
+    buffer_.clear();
+  }
+
+  opc::OutputStream& out_;
+  std::string buffer_;
 };
 
-// Hands the documents the parser still holds back to it when a load ends, however it ends.
-class DocumentPoolReset {
+// The value of the attribute at `index`, never null.
+const XMLCh* attributeValue(const x::Attributes& attributes, XMLSize_t index) {
+  const XMLCh* value = attributes.getValue(index);
+  return value != nullptr ? value : u"";
+}
+
+// Permission bits: a decimal number, cut to 16 bits.
+unsigned short parsePermissions(std::u16string_view text) {
+  // Only an ASCII text can be a number; any other goes through the same conversion to fail
+  // with the same reason.
+  std::string narrow;
+  narrow.reserve(text.size());
+  for (char16_t c : text) {
+    if (c >= 0x80) {
+      narrow = fl::i18n::to_string(ustring(text));
+      break;
+    }
+    narrow += static_cast<char>(c);
+  }
+  long long value = 0;
+  try {
+    value = boost::lexical_cast<long long>(narrow);
+  } catch (const boost::bad_lexical_cast& e) {
+    throw DeployedException(kzf::kzfpackage::KZFPACKAGE_INVALID_XML(e.what()));
+  }
+  // Mode bits fit in 16 bits; whatever a writer put above them is dropped.
+  return static_cast<unsigned short>(value & 0xFFFF);
+}
+
+// Collects the entries of a manifest while the reader validates it. Nothing reaches the
+// manager before the whole document has been read and found valid; the first entry that
+// cannot be converted is kept as the load's failure, raised once the document is known to be
+// valid, as validation errors come first.
+class ManifestContent : public x::DefaultHandler {
  public:
-  explicit DocumentPoolReset(x::DOMLSParser& parser) : parser_(parser) {}
-  ~DocumentPoolReset() { parser_.resetDocumentPool(); }
-  DocumentPoolReset(const DocumentPoolReset&) = delete;
-  DocumentPoolReset& operator=(const DocumentPoolReset&) = delete;
+  void startElement(const XMLCh* const uri, const XMLCh* const localName, const XMLCh* const,
+                    const x::Attributes& attributes) override {
+    if (!rootSeen_) {
+      rootSeen_ = true;
+      readRoot(attributes);
+      return;
+    }
+    // Matched by namespace and local name, so that a valid manifest written with a prefix
+    // ("k:fileEntry") is read as well.
+    if (failure_ || uri != std::u16string_view(namespaceUri()) ||
+        localName != std::u16string_view(u"fileEntry")) {
+      return;
+    }
+    try {
+      entries.push_back(readEntry(attributes));
+    } catch (const DeployedException&) {
+      failure_ = std::current_exception();
+    }
+  }
+
+  /// Raises the conversion failure met while reading, if there was one.
+  void rethrowFailure() const {
+    if (failure_) std::rethrow_exception(failure_);
+  }
+
+  ustring encoding;
+  ustring platform;
+  std::vector<KZFFileEntry> entries;
 
  private:
-  x::DOMLSParser& parser_;
+  static const ustring& namespaceUri() {
+    static const ustring uri =
+        opc::toStringFromASCIIStringLiteral(KZFExtractionSerializer::NAMESPACE);
+    return uri;
+  }
+
+  void readRoot(const x::Attributes& attributes) {
+    for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
+      const std::u16string_view name = attributes.getQName(i);
+      if (name == u"encoding") {
+        encoding = attributeValue(attributes, i);
+      } else if (name == u"platform") {
+        platform = attributeValue(attributes, i);
+      }
+    }
+  }
+
+  static KZFFileEntry readEntry(const x::Attributes& attributes) {
+    const XMLCh* name = u"";
+    const XMLCh* content = u"";
+    const XMLCh* type = u"";
+    const XMLCh* date = u"";
+    const XMLCh* permissions = u"";
+    for (XMLSize_t i = 0; i < attributes.getLength(); ++i) {
+      const std::u16string_view qname = attributes.getQName(i);
+      const XMLCh* value = attributeValue(attributes, i);
+      if (qname == u"name") {
+        name = value;
+      } else if (qname == u"content") {
+        content = value;
+      } else if (qname == u"type") {
+        type = value;
+      } else if (qname == u"date") {
+        date = value;
+      } else if (qname == u"permissions") {
+        permissions = value;
+      }
+    }
+    // The schema's enumeration already refuses other type words while the document is read.
+    KZFFileEntry entry(name, content, filemanifest::entryTypeFromWord(type));
+    // An absent date reads as the empty text, which converts to not_a_date_time: every loaded
+    // entry has a date set, not_a_date_time where none was written. The schema lets through
+    // dates the time library cannot hold (years before 1400, say): those make the document
+    // invalid like any other bad value.
+    try {
+      entry.setDate(CoreProperties::convertStringToTime(date));
+    } catch (const std::runtime_error& e) {
+      throw DeployedException(kzf::kzfpackage::KZFPACKAGE_INVALID_XML(e.what()));
+    }
+    if (*permissions != 0) entry.setPermission(parsePermissions(permissions));
+    return entry;
+  }
+
+  bool rootSeen_ = false;
+  std::exception_ptr failure_;
 };
 
 }  // namespace
@@ -110,123 +314,15 @@ class DocumentPoolReset {
 struct __attribute__((visibility("hidden"))) KZFExtractionSerializer::Impl {
   Impl();
 
-  opc::util::XercesGuard guard;
-  opc::util::DOMLSParserPtr parser;
-  opc::util::DOMLSSerializerPtr writer;
-  const XercesString namespaceUri;
-  const XercesString fileEntriesElement;
-  const XercesString fileEntryElement;
-  const XercesString nameAttribute;
-  const XercesString contentAttribute;
-  const XercesString typeAttribute;
-  const XercesString dateAttribute;
-  const XercesString permissionsAttribute;
-  const XercesString platformAttribute;
-  const XercesString encodingAttribute;
-
-  void loadSchema();
-  void writeEntry(x::DOMDocument& document, x::DOMElement& root, const KZFFileEntry& entry) const;
-  KZFFileEntry readEntry(const x::DOMElement& element) const;
+  opc::util::XmlStreamReaderPtr reader;
 };
 
-KZFExtractionSerializer::Impl::Impl()
-    : namespaceUri(constant(NAMESPACE)),
-      fileEntriesElement(constant(FILEENTRIES_ELEMENT)),
-      fileEntryElement(constant(FILEENTRY_ELEMENT)),
-      nameAttribute(constant(NAME_ATTRIBUTE)),
-      contentAttribute(constant(CONTENT_ATTRIBUTE)),
-      typeAttribute(constant(TYPE_ATTRIBUTE)),
-      dateAttribute(constant(DATE_ATTRIBUTE)),
-      permissionsAttribute(constant(PERMISSIONS_ATTRIBUTE)),
-      platformAttribute(constant(PLATFORM_ATTRIBUTE)),
-      encodingAttribute(constant(ENCODING_ATTRIBUTE)) {
-  parser = opc::util::XercesHelper::createParser();
-  loadSchema();
-  writer = opc::util::XercesHelper::createWriter();
-}
-
-void KZFExtractionSerializer::Impl::loadSchema() {
-  auto schemaText = std::make_unique<x::MemBufInputSource>(
-      reinterpret_cast<const XMLByte*>(SCHEMA), std::strlen(SCHEMA), kSchemaSystemId, false);
-  // The DOM input adopts the memory source (the text itself stays ours).
-  x::Wrapper4InputSource schemaInput(schemaText.release(), true);
-
-  x::DOMConfiguration* config = parser->getDomConfig();
-  config->setParameter(x::XMLUni::fgDOMValidate, true);
-  config->setParameter(x::XMLUni::fgXercesUseCachedGrammarInParse, true);
-  config->setParameter(x::XMLUni::fgXercesSchema, true);
-
-  opc::util::XercesErrorHandler errors;
+KZFExtractionSerializer::Impl::Impl() : reader(opc::util::XercesHelper::createStreamReader()) {
   try {
-    ParserErrorHandlerScope handlerScope(*parser, errors);
-    parser->loadGrammar(&schemaInput, x::Grammar::SchemaGrammarType, true);
+    reader->loadSchema(SCHEMA, kSchemaSystemId);
   } catch (const InvalidXMLDocument& e) {
     throw DeployedException(kzf::kzfpackage::KZFPACKAGE_ERROR_LOADING_SCHEMA(e.what()));
   }
-}
-
-void KZFExtractionSerializer::Impl::writeEntry(x::DOMDocument& document, x::DOMElement& root,
-                                               const KZFFileEntry& entry) const {
-  // The schema wants the entries qualified, written unprefixed under the root's default
-  // namespace declaration. An element made without a namespace would be written with an
-  // undeclaration (xmlns="") by the writer's namespace fixup, which cannot be switched off;
-  // made in the root's namespace, it needs no declaration of its own.
-  x::DOMElement* element = document.createElementNS(namespaceUri.c_str(), fileEntryElement.c_str());
-  const ustring name = entry.getName();
-  element->setAttribute(nameAttribute.c_str(), name.c_str());
-  element->setAttribute(contentAttribute.c_str(), entry.getContent().c_str());
-
-  const XMLCh* word = filemanifest::entryTypeWord(entry.getType());
-  if (word == nullptr) {
-    throw DeployedException(
-        kzf::kzfpackage::KZFPACKAGE_FILE_TYPE_UNSUPPORTED(fl::i18n::to_string(name)));
-  }
-  element->setAttribute(typeAttribute.c_str(), word);
-
-  if (const auto date = entry.getDate()) {
-    const ustring text = CoreProperties::convertTimeToString(*date);
-    if (!text.empty()) element->setAttribute(dateAttribute.c_str(), text.c_str());
-  }
-  if (const unsigned permission = entry.getPermission(); permission != 0) {
-    const std::string digits = std::to_string(permission);
-    element->setAttribute(permissionsAttribute.c_str(),
-                          ustring(digits.begin(), digits.end()).c_str());
-  }
-  root.appendChild(element);
-}
-
-KZFFileEntry KZFExtractionSerializer::Impl::readEntry(const x::DOMElement& element) const {
-  KZFFileEntry entry(XercesString(element.getAttribute(nameAttribute.c_str())).toString(),
-                     XercesString(element.getAttribute(contentAttribute.c_str())).toString(),
-                     KZFFileEntryType::File);
-  // The schema's enumeration already refuses other words while the document is parsed.
-  entry.setType(filemanifest::entryTypeFromWord(
-      XercesString(element.getAttribute(typeAttribute.c_str())).toString()));
-
-  // An absent date reads as the empty text, which converts to not_a_date_time: every loaded
-  // entry has a date set, not_a_date_time where none was written. The schema lets through
-  // dates the time library cannot hold (years before 1400, say): those make the document
-  // invalid like any other bad value.
-  try {
-    entry.setDate(CoreProperties::convertStringToTime(
-        XercesString(element.getAttribute(dateAttribute.c_str())).toString()));
-  } catch (const std::runtime_error& e) {
-    throw DeployedException(kzf::kzfpackage::KZFPACKAGE_INVALID_XML(e.what()));
-  }
-
-  const ustring permissions =
-      XercesString(element.getAttribute(permissionsAttribute.c_str())).toString();
-  if (!permissions.empty()) {
-    long long value = 0;
-    try {
-      value = boost::lexical_cast<long long>(fl::i18n::to_string(permissions));
-    } catch (const boost::bad_lexical_cast& e) {
-      throw DeployedException(kzf::kzfpackage::KZFPACKAGE_INVALID_XML(e.what()));
-    }
-    // Mode bits fit in 16 bits; whatever a writer put above them is dropped.
-    entry.setPermission(static_cast<unsigned short>(value & 0xFFFF));
-  }
-  return entry;
 }
 
 KZFExtractionSerializer::KZFExtractionSerializer() : impl_(std::make_unique<Impl>()) {}
@@ -235,59 +331,74 @@ KZFExtractionSerializer::~KZFExtractionSerializer() = default;
 
 void KZFExtractionSerializer::save(opc::OutputStream& out,
                                    const KZFExtractionManager& manager) const {
-  opc::util::DOMDocumentPtr document = opc::util::XercesHelper::createDocument();
-  document->setXmlStandalone(true);
-  x::DOMElement* root =
-      document->createElementNS(impl_->namespaceUri.c_str(), impl_->fileEntriesElement.c_str());
-  root->setAttribute(impl_->platformAttribute.c_str(), platformTag().c_str());
-  root->setAttribute(impl_->encodingAttribute.c_str(), localeEncodingName().c_str());
-  document->appendChild(root);
-
-  for (const KZFFileEntry& entry : manager.getEntries()) {
-    impl_->writeEntry(*document, *root, entry);
+  const std::vector<KZFFileEntry> entries = manager.getEntries();
+  // Everything that can refuse the manifest is checked before the first byte is written.
+  bool writable = true;
+  for (const KZFFileEntry& entry : entries) {
+    if (filemanifest::entryTypeWord(entry.getType()) == nullptr) {
+      throw DeployedException(
+          kzf::kzfpackage::KZFPACKAGE_FILE_TYPE_UNSUPPORTED(fl::i18n::to_string(entry.getName())));
+    }
+    writable = writable && isWritable(entry.getName()) && isWritable(entry.getContent());
   }
+  if (!writable) throwUnwritable();
 
-  try {
-    opc::util::XercesHelper::writeDocumentToStream(*impl_->writer, *document, out);
-  } catch (const InvalidXMLDocument& e) {
-    throw DeployedException(kzf::kzfpackage::KZFPACKAGE_ERROR_WRITE_XML(e.what()));
+  // The namespace declaration first, then the attributes in the order of their names, as the
+  // manifest has always been written. The entries are qualified by the root's default
+  // namespace declaration, so they are written unprefixed and without one of their own.
+  ManifestWriter writer(out);
+  writer.text("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?><");
+  writer.text(FILEENTRIES_ELEMENT);
+  writer.text(" xmlns=\"");
+  writer.text(NAMESPACE);
+  writer.text("\"");
+  writer.attribute(ENCODING_ATTRIBUTE, localeEncodingName());
+  writer.attribute(PLATFORM_ATTRIBUTE, platformTag());
+  if (entries.empty()) {
+    writer.text("/>");
+    writer.finish();
+    return;
   }
+  writer.text(">");
+  for (const KZFFileEntry& entry : entries) {
+    writer.text("<");
+    writer.text(FILEENTRY_ELEMENT);
+    writer.attribute(CONTENT_ATTRIBUTE, entry.getContent());
+    if (const auto date = entry.getDate()) {
+      const ustring text = CoreProperties::convertTimeToString(*date);
+      if (!text.empty()) writer.attribute(DATE_ATTRIBUTE, text);
+    }
+    writer.attribute(NAME_ATTRIBUTE, entry.getName());
+    if (const unsigned permission = entry.getPermission(); permission != 0) {
+      const std::string digits = std::to_string(permission);
+      writer.attribute(PERMISSIONS_ATTRIBUTE, ustring(digits.begin(), digits.end()));
+    }
+    writer.attribute(TYPE_ATTRIBUTE, filemanifest::entryTypeWord(entry.getType()));
+    writer.text("/>");
+    writer.flushIfFull();
+  }
+  writer.text("</");
+  writer.text(FILEENTRIES_ELEMENT);
+  writer.text(">");
+  writer.finish();
 }
 
 void KZFExtractionSerializer::load(opc::InputStream& in, KZFExtractionManager& manager) const {
-  DocumentPoolReset poolReset(*impl_->parser);
-  opc::util::DOMDocumentPtr document;
+  ManifestContent content;
   try {
-    document = opc::util::XercesHelper::readDocumentFromStream(*impl_->parser, in, true, ustring(),
-                                                               ustring(), kManifestDocumentName);
+    impl_->reader->parse(in, content, true, kManifestDocumentName);
   } catch (const InvalidXMLDocument& e) {
     throw DeployedException(kzf::kzfpackage::KZFPACKAGE_INVALID_XML(e.what()));
   }
 
-  const x::DOMElement* root = document->getDocumentElement();
-  const ustring encoding =
-      XercesString(root->getAttribute(impl_->encodingAttribute.c_str())).toString();
-  const ustring platform =
-      XercesString(root->getAttribute(impl_->platformAttribute.c_str())).toString();
-  if (encoding != localeEncodingName()) {
+  if (content.encoding != localeEncodingName()) {
     fl::i18n::printmln(std::cout, kzf::kzfpackage::KZFPACKAGE_WARNING_LOCALE_DIFFERENT());
   }
-  if (platform != platformTag()) {
+  if (content.platform != platformTag()) {
     fl::i18n::printmln(std::cout, kzf::kzfpackage::KZFPACKAGE_WARNING_PLATFORM_DIFFERENT());
   }
-
-  // Matched by namespace and local name rather than by tag name, so that a valid manifest
-  // written with a prefix ("k:fileEntry") is read as well. The node list is live: each
-  // getLength() walks the whole tree again, while items asked for in ascending order continue
-  // from the last one. One sequential pass keeps it linear.
-  const x::DOMNodeList* found =
-      root->getElementsByTagNameNS(impl_->namespaceUri.c_str(), impl_->fileEntryElement.c_str());
-  std::vector<const x::DOMElement*> elements;
-  for (XMLSize_t i = 0; const x::DOMNode* node = found->item(i); ++i) {
-    elements.push_back(static_cast<const x::DOMElement*>(node));
-  }
-  for (const x::DOMElement* element : elements) {
-    KZFFileEntry entry = impl_->readEntry(*element);
+  content.rethrowFailure();
+  for (const KZFFileEntry& entry : content.entries) {
     manager.addEntry(entry.getName(), entry);
   }
 }

@@ -54,14 +54,68 @@ TEST_F(ManifestLoadTest, LoadReplacesWhatTheManagerHeld) {
   EXPECT_EQ(manager.getEntries()[0].getName(), u"new");
 }
 
-TEST_F(ManifestLoadTest, EntriesReadBeforeAFailureStay) {
+// A load adds every entry or none: the document is read and checked to its end first, and an
+// entry that cannot be converted fails the whole load.
+struct FailedLoadRow {
+  const char* label;
+  std::string document;
+  friend void PrintTo(const FailedLoadRow& row, std::ostream* os) { *os << row.label; }
+};
+
+class FailedLoadTest : public kzftest::FileManifestTest,
+                       public ::testing::WithParamInterface<FailedLoadRow> {};
+
+TEST_P(FailedLoadTest, LeavesTheManagerAsItWas) {
   KZFExtractionManager manager;
   manager.addEntry(u"old", KZFFileEntry(u"old", u"/old", KZFFileEntryType::File));
-  EXPECT_KZF_ERROR(loadInto(manager, manifestText(entryText("a") + entryText("b") +
-                                                  entryText("c", "File", "permissions=\"rw\""))),
-                   "KZFPACKAGE_INVALID_XML");
-  ASSERT_EQ(manager.size(), 2u);
-  EXPECT_EQ(manager.getEntries()[1].getName(), u"b");
+  kzftest::TextInputStream in(GetParam().document);
+  EXPECT_KZF_ERROR(serializer.load(in, manager), "KZFPACKAGE_INVALID_XML");
+  ASSERT_EQ(manager.size(), 1u);
+  EXPECT_EQ(manager.getEntries()[0].getName(), u"old");
+}
+
+TEST_P(FailedLoadTest, ThroughTheManagerLeavesItEmpty) {
+  KZFExtractionManager manager;
+  manager.addEntry(u"old", KZFFileEntry(u"old", u"/old", KZFFileEntryType::File));
+  EXPECT_KZF_ERROR(loadInto(manager, GetParam().document), "KZFPACKAGE_INVALID_XML");
+  EXPECT_TRUE(manager.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Documents, FailedLoadTest,
+    ::testing::Values(FailedLoadRow{"PermissionsNotANumber",
+                                    manifestText(entryText("a") + entryText("b") +
+                                                 entryText("c", "File", "permissions=\"rw\""))},
+                      FailedLoadRow{"InvalidAfterValidEntries",
+                                    manifestText(entryText("a") + entryText("b") + "<other/>")},
+                      FailedLoadRow{"CutAfterValidEntries",
+                                    [] {
+                                      const std::string whole =
+                                          manifestText(entryText("a") + entryText("b"));
+                                      return whole.substr(0, whole.size() - 3);
+                                    }()}),
+    [](const ::testing::TestParamInfo<FailedLoadRow>& row) { return row.param.label; });
+
+TEST_F(ManifestLoadTest, AValidationErrorComesBeforeAnEntryThatCannotBeConverted) {
+  EXPECT_KZF_ERROR_WITH(
+      load(manifestText(entryText("a", "File", "permissions=\"rw\"") + "<other/>")),
+      "KZFPACKAGE_INVALID_XML", "other");
+  EXPECT_EQ(printed, "");
+}
+
+TEST_F(ManifestLoadTest, AnEntryThatCannotBeConvertedFailsAfterTheWarnings) {
+  EXPECT_KZF_ERROR(
+      load(manifestText(entryText("a", "File", "permissions=\"rw\""), "otherplatform")),
+      "KZFPACKAGE_INVALID_XML");
+  EXPECT_EQ(printed, warningLine(ids::KZFPACKAGE_WARNING_PLATFORM_DIFFERENT()));
+}
+
+TEST_F(ManifestLoadTest, AttributeValuesAreTakenAsWrittenNotNormalisedByTheirType) {
+  const auto entries =
+      load(manifestText("<fileEntry name=\" a \" content=\" /a \" type=\"File\"/>")).getEntries();
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].getName(), u" a ");
+  EXPECT_EQ(entries[0].getContent(), u" /a ");
 }
 
 TEST_F(ManifestLoadTest, TheSerializerStaysUsableAfterARefusedDocument) {

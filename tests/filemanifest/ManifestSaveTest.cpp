@@ -118,12 +118,90 @@ TEST_F(ManifestSaveTest, UnsupportedKindIsRefusedWithTheEntryNameAndNothingIsWri
   EXPECT_EQ(out.text, "");
 }
 
-TEST_F(ManifestSaveTest, TextTheWriterCannotSerializeFailsWithWriteXml) {
+// The exact text the manifest has always been written as: declaration, root with its namespace
+// declaration first, attributes in name order, escapes only where XML needs them (tab, line
+// feed and carriage return as references so that they survive a reader's normalisation), every
+// other character as UTF-8, and a value cut at its first NUL.
+TEST_F(ManifestSaveTest, TrickyEntriesAreWrittenByteForByteAsBefore) {
   KZFExtractionManager manager;
-  const std::u16string loneSurrogate(1, static_cast<char16_t>(0xD800));
-  manager.addEntry(u"a", KZFFileEntry(u"a" + loneSurrogate, u"/a", KZFFileEntryType::File));
+  KZFFileEntry quoted(u"a&b<c>\"d'e", u"/a&b<c>\"d'e", KZFFileEntryType::File);
+  quoted.setDate(pt::ptime(boost::gregorian::date(2012, 7, 24), pt::time_duration(10, 20, 30)));
+  quoted.setPermission(0100644);
+  manager.addEntry(u"1", quoted);
+  KZFFileEntry blanks(u"tab\there\nnl\rcr", u"/t", KZFFileEntryType::Folder);
+  blanks.setDate(pt::ptime(boost::gregorian::date(2040, 2, 29),
+                           pt::hours(23) + pt::minutes(59) + pt::seconds(58) + pt::millisec(250)));
+  manager.addEntry(u"2", blanks);
+  KZFFileEntry wide(u"\u00fcber/\u65e5\u672c/emoji \U0001F600", u"/u", KZFFileEntryType::SymLink);
+  wide.setPermission(0755);
+  manager.addEntry(u"3", wide);
+  manager.addEntry(u"4", KZFFileEntry(u"ctl\u007f\u0085\u2028\ufffd\U0010FFFF" +
+                                          std::u16string(1, u'\0') + u"cut",
+                                      u"/ctl", KZFFileEntryType::File));
+  KZFFileEntry blank(u"", u"", KZFFileEntryType::File);
+  blank.setDate(pt::ptime(pt::not_a_date_time));
+  manager.addEntry(u"5", blank);
+
+  const std::string root =
+      std::string("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>") +
+      "<fileEntries xmlns=\"" + KZFExtractionSerializer::NAMESPACE + "\" encoding=\"" +
+      kzftest::localeEncoding() + "\" platform=\"" + KZF_PLATFORM_TAG + "\"";
+  EXPECT_EQ(save(manager),
+            root +
+                ">"
+                "<fileEntry content=\"/a&amp;b&lt;c>&quot;d'e\" date=\"2012-07-24T10:20:30Z\""
+                " name=\"a&amp;b&lt;c>&quot;d'e\" permissions=\"33188\" type=\"File\"/>"
+                "<fileEntry content=\"/t\" date=\"2040-02-29T23:59:58.25Z\""
+                " name=\"tab&#x9;here&#xA;nl&#xD;cr\" type=\"Folder\"/>"
+                "<fileEntry content=\"/u\""
+                " name=\"\xc3\xbc"
+                "ber/\xe6\x97\xa5\xe6\x9c\xac/emoji \xf0\x9f\x98\x80\""
+                " permissions=\"493\" type=\"SymLink\"/>"
+                "<fileEntry content=\"/ctl\""
+                " name=\"ctl\x7f\xc2\x85\xe2\x80\xa8\xef\xbf\xbd\xf4\x8f\xbf\xbf\" type=\"File\"/>"
+                "<fileEntry content=\"\" name=\"\" type=\"File\"/>"
+                "</fileEntries>");
+  EXPECT_EQ(save(KZFExtractionManager()), root + "/>");
+}
+
+struct UnwritableRow {
+  const char* label;
+  std::u16string name;
+  friend void PrintTo(const UnwritableRow& row, std::ostream* os) { *os << row.label; }
+};
+
+class UnwritableTextTest : public ManifestSaveTest,
+                           public ::testing::WithParamInterface<UnwritableRow> {};
+
+TEST_P(UnwritableTextTest, FailsWithWriteXmlWritingNothingAndTheSerializerWritesOnAfterwards) {
+  KZFExtractionManager manager;
+  manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
+  manager.addEntry(u"b", KZFFileEntry(u"b" + GetParam().name, u"/b", KZFFileEntryType::File));
   kzftest::StringOutputStream out;
-  EXPECT_KZF_ERROR(serializer.save(out, manager), "KZFPACKAGE_ERROR_WRITE_XML");
+  EXPECT_KZF_ERROR_WITH(serializer.save(out, manager), "KZFPACKAGE_ERROR_WRITE_XML",
+                        "invalid or illegal XML character");
+  EXPECT_EQ(out.text, "");
+  // A failed save leaves nothing behind in the serializer: the next manifest is whole.
+  EXPECT_EQ(readWritten(save(KZFExtractionManager())).rootNamespace,
+            KZFExtractionSerializer::NAMESPACE);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, UnwritableTextTest,
+    ::testing::Values(UnwritableRow{"ControlCharacter", std::u16string(1, u'\x01')},
+                      UnwritableRow{"Escape", std::u16string(1, u'\x1b')},
+                      UnwritableRow{"LoneHighSurrogate", std::u16string(1, u'\xD800')},
+                      UnwritableRow{"LoneLowSurrogate", std::u16string(1, u'\xDC00') + u"x"},
+                      UnwritableRow{"SurrogatesInTheWrongOrder", u"\xDC00\xD800"},
+                      UnwritableRow{"NonCharacterFFFE", std::u16string(1, u'\xFFFE')}),
+    [](const ::testing::TestParamInfo<UnwritableRow>& row) { return row.param.label; });
+
+TEST_F(ManifestSaveTest, AnUnsupportedKindIsReportedBeforeUnwritableText) {
+  KZFExtractionManager manager;
+  manager.addEntry(u"a", KZFFileEntry(u"a\x01", u"/a", KZFFileEntryType::File));
+  manager.addEntry(u"b", KZFFileEntry(u"dev/null", u"/b", static_cast<KZFFileEntryType>(3)));
+  kzftest::StringOutputStream out;
+  EXPECT_KZF_ERROR(serializer.save(out, manager), "KZFPACKAGE_FILE_TYPE_UNSUPPORTED");
 }
 
 TEST_F(ManifestSaveTest, AFailingStreamsOwnErrorPassesUnchanged) {

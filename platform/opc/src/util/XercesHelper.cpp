@@ -1,4 +1,4 @@
-// Xerces-C helpers: library lifetime, owners, the hardened parser, and stream adaptors.
+// Xerces-C helpers: library lifetime, owners, the hardened parsers, and stream adaptors.
 #include <exception>
 #include <fl/i18n/ustring.hpp>
 #include <mutex>
@@ -17,6 +17,7 @@
 #include <xercesc/dom/impl/DOMErrorImpl.hpp>
 #include <xercesc/dom/impl/DOMLocatorImpl.hpp>
 #include <xercesc/framework/LocalFileInputSource.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/URLInputSource.hpp>
 #include <xercesc/framework/Wrapper4DOMLSInput.hpp>
 #include <xercesc/framework/Wrapper4InputSource.hpp>
@@ -24,7 +25,9 @@
 #include <xercesc/framework/XMLElementDecl.hpp>
 #include <xercesc/framework/XMLErrorCodes.hpp>
 #include <xercesc/framework/XMLFormatter.hpp>
+#include <xercesc/internal/VecAttributesImpl.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
+#include <xercesc/internal/XMLScannerResolver.hpp>
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/util/BinInputStream.hpp>
@@ -32,10 +35,13 @@
 #include <xercesc/util/RefVectorOf.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLResourceIdentifier.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLURL.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDElementDecl.hpp>
+#include <xercesc/validators/DTD/DocTypeHandler.hpp>
+#include <xercesc/validators/common/GrammarResolver.hpp>
 
 #include "../util/Text.hpp"
 
@@ -53,6 +59,36 @@ std::mutex& initMutex() {
 
 std::string narrow(const XMLCh* text) {
   return text == nullptr ? std::string() : detail::describe(ustring(text));
+}
+
+// "<document>, line L, column C: <message>", the text of every parser error; the position is
+// left out when the error has none.
+std::string errorText(const XMLCh* document, XMLFileLoc line, XMLFileLoc column,
+                      const XMLCh* message) {
+  std::string text = narrow(document);
+  if (line > 0) {
+    text += ", line " + std::to_string(line) + ", column " + std::to_string(column);
+  }
+  return (text.empty() ? std::string() : text + ": ") + narrow(message);
+}
+
+// A refusal of the hardened parsers, naming the document and where the scanner stands in it.
+InvalidXMLDocument refusal(const x::Locator& where, const std::string& reason) {
+  return InvalidXMLDocument(narrow(where.getSystemId()) + ", line " +
+                            std::to_string(where.getLineNumber()) + ", column " +
+                            std::to_string(where.getColumnNumber()) + ": " + reason);
+}
+
+InvalidXMLDocument refusedResource(const XMLCh* baseUri, const XMLCh* resourceType,
+                                   const XMLCh* publicId, const XMLCh* systemId) {
+  return InvalidXMLDocument(narrow(baseUri) + ": refused to load the external " +
+                            narrow(resourceType) + " resource \"" +
+                            narrow(systemId != nullptr ? systemId : publicId) + "\"");
+}
+
+InvalidXMLDocument cannotBuild(const XMLCh* document, const x::DOMException& e) {
+  return InvalidXMLDocument(narrow(document) +
+                            ": the document cannot be built: " + narrow(e.getMessage()));
 }
 
 // A document may expand this many entity references at most. Documents of this project never
@@ -177,9 +213,7 @@ class DenyAllResolver : public x::DOMLSResourceResolver {
   x::DOMLSInput* resolveResource(const XMLCh* const resourceType, const XMLCh* const,
                                  const XMLCh* const publicId, const XMLCh* const systemId,
                                  const XMLCh* const baseURI) override {
-    throw InvalidXMLDocument(narrow(baseURI) + ": refused to load the external " +
-                             narrow(resourceType) + " resource \"" +
-                             narrow(systemId != nullptr ? systemId : publicId) + "\"");
+    throw refusedResource(baseURI, resourceType, publicId, systemId);
   }
 };
 
@@ -241,8 +275,7 @@ class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
       // version the document object refuses); a Xerces exception is no std::exception, and
       // the scanner does not report it as an error, so it becomes this layer's error here.
       capped.rethrowReadFailure();
-      throw InvalidXMLDocument(narrow(capped.getSystemId()) +
-                               ": the document cannot be built: " + narrow(e.getMessage()));
+      throw cannotBuild(capped.getSystemId(), e);
     } catch (...) {
       // The read failure is the cause; the parser's complaint about the cut input is not.
       capped.rethrowReadFailure();
@@ -337,11 +370,235 @@ class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
  private:
   // Ends the parse with `reason`, naming the document and where the scanner stands in it.
   [[noreturn]] void refuse(const std::string& reason) {
-    const x::Locator* where = getScanner()->getLocator();
-    throw InvalidXMLDocument(narrow(where->getSystemId()) + ", line " +
-                             std::to_string(where->getLineNumber()) + ", column " +
-                             std::to_string(where->getColumnNumber()) + ": " + reason);
+    throw refusal(*getScanner()->getLocator(), reason);
   }
+};
+
+// The stream reader: the scanner of a hardened parser, driven directly, with the caller's SAX2
+// ContentHandler in place of the tree builder. It is set up as HardenedParser is, including the
+// parse settings a DOM parser differs in from the scanner's defaults, so that both refuse the
+// same documents with the same texts and hand over the same values.
+class HardenedStreamReader final : public XmlStreamReader,
+                                   private x::XMLDocumentHandler,
+                                   private x::DocTypeHandler,
+                                   private x::XMLEntityHandler,
+                                   private x::XMLErrorReporter {
+ public:
+  HardenedStreamReader(std::uint64_t maxDocumentSize, std::size_t maxElementDepth)
+      : sizeLimit_(maxDocumentSize), depthLimit_(maxElementDepth) {
+    securityManager_.setEntityExpansionLimit(kEntityExpansionLimit);
+    x::MemoryManager* memory = x::XMLPlatformUtils::fgMemoryManager;
+    grammars_.reset(new (memory) x::GrammarResolver(nullptr, memory));
+    scanner_.reset(x::XMLScannerResolver::getDefaultScanner(nullptr, grammars_.get(), memory));
+    scanner_->setURIStringPool(grammars_->getStringPool());
+    scanner_->setDocHandler(this);
+    scanner_->setDocTypeHandler(this);
+    scanner_->setEntityHandler(this);
+    scanner_->setErrorReporter(this);
+    scanner_->setDoNamespaces(true);
+    scanner_->setDoSchema(true);
+    scanner_->setLoadSchema(false);
+    scanner_->setLoadExternalDTD(false);
+    scanner_->setDisableDefaultEntityResolution(true);
+    scanner_->cacheGrammarFromParse(false);
+    scanner_->useCachedGrammarInParse(false);
+    scanner_->setSecurityManager(&securityManager_);
+    // A DOM parser hands attribute values over as written; the scanner's own default would
+    // normalise them by their schema type.
+    scanner_->setNormalizeData(false);
+  }
+
+  void loadSchema(std::string_view text, const ustring& systemId) override {
+    x::MemBufInputSource source(reinterpret_cast<const XMLByte*>(text.data()), text.size(),
+                                systemId.c_str(), false);
+    scanner_->loadGrammar(source, x::Grammar::SchemaGrammarType, true);
+    scanner_->useCachedGrammarInParse(true);
+  }
+
+  void parse(InputStream& in, x::ContentHandler& handler, bool validate,
+             const ustring& documentName) override {
+    scanner_->setValidationScheme(validate ? x::XMLScanner::Val_Always : x::XMLScanner::Val_Never);
+    OpcInputSource source(in, documentName);
+    CappedInputSource capped(source, sizeLimit_);
+    HandlerScope scope(*this, handler);
+    try {
+      scanner_->scanDocument(capped);
+    } catch (...) {
+      // The read failure is the cause; the scanner's complaint about the cut input is not.
+      capped.rethrowReadFailure();
+      throw;
+    }
+    capped.rethrowReadFailure();
+    if (!rootSeen_) {
+      throw InvalidXMLDocument(detail::describe(documentName) + ": no document element was read");
+    }
+  }
+
+ private:
+  // Points the reader at the caller's handler for one parse only.
+  class HandlerScope {
+   public:
+    HandlerScope(HardenedStreamReader& reader, x::ContentHandler& handler) : reader_(reader) {
+      reader_.handler_ = &handler;
+    }
+    ~HandlerScope() { reader_.handler_ = nullptr; }
+    HandlerScope(const HandlerScope&) = delete;
+    HandlerScope& operator=(const HandlerScope&) = delete;
+
+   private:
+    HardenedStreamReader& reader_;
+  };
+
+  [[noreturn]] void refuse(const std::string& reason) {
+    throw refusal(*scanner_->getLocator(), reason);
+  }
+
+  // The name as written: the prefix the tag used, then the local name.
+  const XMLCh* qualifiedName(const XMLCh* prefix, const x::QName& name) {
+    if (prefix == nullptr || *prefix == 0) return name.getLocalPart();
+    if (x::XMLString::equals(prefix, name.getPrefix())) return name.getRawName();
+    qualifiedName_.assign(prefix).append(u":").append(name.getLocalPart());
+    return qualifiedName_.c_str();
+  }
+
+  // XMLDocumentHandler
+  void startDocument() override {
+    depth_ = 0;
+    rootSeen_ = false;
+    handler_->startDocument();
+  }
+
+  void endDocument() override { handler_->endDocument(); }
+
+  void resetDocument() override {
+    depth_ = 0;
+    rootSeen_ = false;
+  }
+
+  // The scanner has resolved this start tag's namespace by then, at a cost that grows with the
+  // depth, so the parse ends at the first element past the limit, before any deeper one.
+  void startElement(const x::XMLElementDecl& decl, const unsigned int uriId,
+                    const XMLCh* const prefix, const x::RefVectorOf<x::XMLAttr>& attributes,
+                    const XMLSize_t count, const bool isEmpty, const bool) override {
+    if (depth_ >= depthLimit_) {
+      refuse("elements nested deeper than " + std::to_string(depthLimit_) + " levels");
+    }
+    rootSeen_ = true;
+    ++depth_;
+    plainAttributes_.removeAllElements();
+    for (XMLSize_t i = 0; i < count; ++i) {
+      const x::XMLAttr* attribute = attributes.elementAt(i);
+      if (!x::XMLString::equals(attribute->getQName(), x::XMLUni::fgXMLNSString) &&
+          !x::XMLString::equals(attribute->getPrefix(), x::XMLUni::fgXMLNSString)) {
+        // The vector only lends the attributes to the read-only list handed to the handler.
+        plainAttributes_.addElement(const_cast<x::XMLAttr*>(attribute));
+      }
+    }
+    attributeList_.setVector(&plainAttributes_, plainAttributes_.size(), scanner_.get());
+    const XMLCh* uri = scanner_->getURIText(uriId);
+    const x::QName& name = *decl.getElementName();
+    const XMLCh* qname = qualifiedName(prefix, name);
+    handler_->startElement(uri, name.getLocalPart(), qname, attributeList_);
+    // The scanner reports no end of an empty element.
+    if (isEmpty) {
+      --depth_;
+      handler_->endElement(uri, name.getLocalPart(), qname);
+    }
+  }
+
+  void endElement(const x::XMLElementDecl& decl, const unsigned int uriId, const bool,
+                  const XMLCh* const prefix) override {
+    --depth_;
+    const x::QName& name = *decl.getElementName();
+    handler_->endElement(scanner_->getURIText(uriId), name.getLocalPart(),
+                         qualifiedName(prefix, name));
+  }
+
+  void docCharacters(const XMLCh* const chars, const XMLSize_t length, const bool) override {
+    if (depth_ > 0) handler_->characters(chars, length);
+  }
+
+  void ignorableWhitespace(const XMLCh* const chars, const XMLSize_t length, const bool) override {
+    if (depth_ > 0) handler_->ignorableWhitespace(chars, length);
+  }
+
+  void docPI(const XMLCh* const target, const XMLCh* const data) override {
+    handler_->processingInstruction(target, data);
+  }
+
+  // A DOM document takes only these versions and refuses the parse with any other.
+  void XMLDecl(const XMLCh* const version, const XMLCh* const, const XMLCh* const,
+               const XMLCh* const) override {
+    if (version != nullptr && *version != 0 &&
+        !x::XMLString::equals(version, x::XMLUni::fgVersion1_0) &&
+        !x::XMLString::equals(version, x::XMLUni::fgVersion1_1)) {
+      throw cannotBuild(scanner_->getLocator()->getSystemId(),
+                        x::DOMException(x::DOMException::NOT_SUPPORTED_ERR, 0,
+                                        x::XMLPlatformUtils::fgMemoryManager));
+    }
+  }
+
+  void docComment(const XMLCh* const) override {}
+  void startEntityReference(const x::XMLEntityDecl&) override {}
+  void endEntityReference(const x::XMLEntityDecl&) override {}
+
+  // DocTypeHandler: the scanner reports a DOCTYPE before reading its internal subset, so no
+  // entity is ever declared or expanded.
+  void doctypeDecl(const x::DTDElementDecl&, const XMLCh* const, const XMLCh* const, const bool,
+                   const bool) override {
+    refuse("a DOCTYPE declaration is not allowed");
+  }
+  void attDef(const x::DTDElementDecl&, const x::DTDAttDef&, const bool) override {}
+  void doctypeComment(const XMLCh* const) override {}
+  void doctypePI(const XMLCh* const, const XMLCh* const) override {}
+  void doctypeWhitespace(const XMLCh* const, const XMLSize_t) override {}
+  void elementDecl(const x::DTDElementDecl&, const bool) override {}
+  void endAttList(const x::DTDElementDecl&) override {}
+  void endIntSubset() override {}
+  void endExtSubset() override {}
+  void entityDecl(const x::DTDEntityDecl&, const bool, const bool) override {}
+  void resetDocType() override {}
+  void notationDecl(const x::XMLNotationDecl&, const bool) override {}
+  void startAttList(const x::DTDElementDecl&) override {}
+  void startIntSubset() override {}
+  void startExtSubset() override {}
+  void TextDecl(const XMLCh* const, const XMLCh* const) override {}
+
+  // XMLEntityHandler: every external resource is refused, named as a DOM parser names it.
+  x::InputSource* resolveEntity(x::XMLResourceIdentifier* const resource) override {
+    const bool entity =
+        resource->getResourceIdentifierType() == x::XMLResourceIdentifier::ExternalEntity;
+    throw refusedResource(resource->getBaseURI(),
+                          entity ? x::XMLUni::fgDOMDTDType : x::XMLUni::fgDOMXMLSchemaType,
+                          resource->getPublicId(), resource->getSystemId());
+  }
+  bool expandSystemId(const XMLCh* const, x::XMLBuffer&) override { return false; }
+  void resetEntities() override {}
+  void startInputSource(const x::InputSource&) override {}
+  void endInputSource(const x::InputSource&) override {}
+
+  // XMLErrorReporter: errors and fatal errors end the parse; warnings are ignored.
+  void error(const unsigned int, const XMLCh* const, const x::XMLErrorReporter::ErrTypes type,
+             const XMLCh* const text, const XMLCh* const systemId, const XMLCh* const,
+             const XMLFileLoc line, const XMLFileLoc column) override {
+    if (type == x::XMLErrorReporter::ErrType_Warning) return;
+    throw InvalidXMLDocument(errorText(systemId, line, column, text));
+  }
+  void resetErrors() override {}
+
+  XercesGuard guard_;
+  x::SecurityManager securityManager_;
+  std::uint64_t sizeLimit_;
+  std::size_t depthLimit_;
+  // Owned; Xerces objects free themselves through the memory manager they were made with.
+  std::unique_ptr<x::GrammarResolver> grammars_;
+  std::unique_ptr<x::XMLScanner> scanner_;
+  x::RefVectorOf<x::XMLAttr> plainAttributes_{8, false};
+  x::VecAttributesImpl attributeList_;
+  ustring qualifiedName_;
+  x::ContentHandler* handler_ = nullptr;
+  std::size_t depth_ = 0;
+  bool rootSeen_ = false;
 };
 
 HardenedParser& hardened(x::DOMLSParser& parser) {
@@ -408,15 +665,10 @@ void DOMDocumentReleaser::operator()(x::DOMDocument* document) const { document-
 bool XercesErrorHandler::handleError(const x::DOMError& error) {
   if (error.getSeverity() == x::DOMError::DOM_SEVERITY_WARNING) return true;
   const x::DOMLocator* where = error.getLocation();
-  std::string text;
-  if (where != nullptr) {
-    text = narrow(where->getURI());
-    if (where->getLineNumber() > 0) {
-      text += ", line " + std::to_string(where->getLineNumber()) + ", column " +
-              std::to_string(where->getColumnNumber());
-    }
-  }
-  text = (text.empty() ? std::string() : text + ": ") + narrow(error.getMessage());
+  const std::string text = where != nullptr
+                               ? errorText(where->getURI(), where->getLineNumber(),
+                                           where->getColumnNumber(), error.getMessage())
+                               : errorText(nullptr, 0, 0, error.getMessage());
   if (message_.empty()) message_ = text;
   throw InvalidXMLDocument(text);
 }
@@ -428,6 +680,13 @@ DOMLSParserPtr XercesHelper::createParser(std::uint64_t maxDocumentSize,
   auto* parser =
       new (x::XMLPlatformUtils::fgMemoryManager) HardenedParser(maxDocumentSize, maxElementDepth);
   return DOMLSParserPtr(parser, DOMLSParserReleaser(std::move(guard)));
+}
+
+XmlStreamReader::~XmlStreamReader() = default;
+
+XmlStreamReaderPtr XercesHelper::createStreamReader(std::uint64_t maxDocumentSize,
+                                                    std::size_t maxElementDepth) {
+  return std::make_unique<HardenedStreamReader>(maxDocumentSize, maxElementDepth);
 }
 
 DOMLSSerializerPtr XercesHelper::createWriter() {

@@ -1,5 +1,5 @@
-// Xerces-C helpers: library lifetime, strings, owners, the one hardened parser factory,
-// and reading and writing DOM documents over package streams.
+// Xerces-C helpers: library lifetime, strings, owners, the hardened parser factories, and
+// reading and writing DOM documents over package streams.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,13 @@
 #include <opc/Stream.hpp>
 #include <opc/String.hpp>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMErrorHandler.hpp>
 #include <xercesc/dom/DOMLSParser.hpp>
 #include <xercesc/dom/DOMLSSerializer.hpp>
+#include <xercesc/sax2/ContentHandler.hpp>
 
 namespace opc::util {
 
@@ -98,6 +100,33 @@ class OPC_API XercesErrorHandler : public xercesc::DOMErrorHandler {
   std::string message_;
 };
 
+/// A validating parser that hands a document to a SAX2 ContentHandler as it reads it, without
+/// building a tree: for documents whose whole tree would cost more than the reader needs.
+/// Made by XercesHelper::createStreamReader; one document at a time.
+class OPC_API XmlStreamReader {
+ public:
+  virtual ~XmlStreamReader();
+
+  /// Loads the XML Schema `text` (named `systemId` in errors) and caches its grammar, against
+  /// which every validating parse() checks its document. A broken schema, or one that asks for
+  /// any other resource, throws opc::model::InvalidXMLDocument.
+  virtual void loadSchema(std::string_view text, const ustring& systemId) = 0;
+
+  /// Parses the whole of `in`, reporting to `handler`: startDocument, each element's start
+  /// (with its attributes, namespace declarations left out) and end, the characters, ignorable
+  /// whitespace and processing instructions inside the root, and endDocument. Prefix mappings
+  /// and the document locator are not reported. `validate` true validates against the cached
+  /// grammars, false checks only that the document is well-formed; attribute values are
+  /// passed as written, not normalised by their schema type. `documentName` names the
+  /// document in error texts. The refusals and their texts are those of a parser from
+  /// createParser read through readDocumentFromStream; what the handler throws ends the parse
+  /// and reaches the caller unchanged, as does a failing stream's own error.
+  virtual void parse(InputStream& in, xercesc::ContentHandler& handler, bool validate,
+                     const ustring& documentName) = 0;
+};
+
+using XmlStreamReaderPtr = std::unique_ptr<XmlStreamReader>;
+
 /// Creating parsers, serializers and documents, and moving documents through package streams.
 class OPC_API XercesHelper {
  public:
@@ -124,6 +153,13 @@ class OPC_API XercesHelper {
   /// handler installed errors are reported by a XercesErrorHandler, never ignored.
   static DOMLSParserPtr createParser(std::uint64_t maxDocumentSize = kDefaultMaxDocumentSize,
                                      std::size_t maxElementDepth = kDefaultMaxElementDepth);
+
+  /// A stream reader with the defences of createParser's parsers: no DOCTYPE, no external
+  /// resource, no schema named by the document, the entity-expansion limit, and the caps on
+  /// the bytes read and on the nesting depth.
+  static XmlStreamReaderPtr createStreamReader(
+      std::uint64_t maxDocumentSize = kDefaultMaxDocumentSize,
+      std::size_t maxElementDepth = kDefaultMaxElementDepth);
 
   /// A serializer writing compact UTF-8 with an XML declaration.
   static DOMLSSerializerPtr createWriter();
