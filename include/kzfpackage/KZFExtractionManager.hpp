@@ -42,8 +42,8 @@ class KZF_EXPORT KZFExtractionManager {
   void save(opc::OutputStream& out, const KZFExtractionSerializer& serializer) const;
 
   /// Removes every entry, then reads the file manifest in `in` with `serializer`, keying each
-  /// entry by its name. What was held before is lost even when the load fails, which leaves
-  /// the manager empty.
+  /// entry by its name. What was held before is lost even when the load fails; entries read
+  /// before a failure stay.
   void load(opc::InputStream& in, const KZFExtractionSerializer& serializer);
 
  private:

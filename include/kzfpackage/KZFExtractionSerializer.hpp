@@ -61,8 +61,9 @@ class KZF_EXPORT KZFExtractionSerializer {
   /// to their low 16 bits. A manifest written under another locale encoding or on another
   /// platform prints a warning line on standard output and loads on. A malformed or invalid
   /// document, an unknown type word or a permission text that is not a number throws
-  /// DeployedException KZFPACKAGE_INVALID_XML and leaves `manager` as it was: entries are
-  /// added only once the whole document has been read and found valid.
+  /// DeployedException KZFPACKAGE_INVALID_XML. A document that is malformed or invalid
+  /// anywhere adds nothing; when it is valid but an entry cannot be converted, the entries
+  /// before that one stay.
   void load(opc::InputStream& in, KZFExtractionManager& manager) const;
 
  private:

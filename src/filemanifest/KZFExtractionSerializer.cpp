@@ -216,8 +216,9 @@ unsigned short parsePermissions(std::u16string_view text) {
 
 // Collects the entries of a manifest while the reader validates it. Nothing reaches the
 // manager before the whole document has been read and found valid; the first entry that
-// cannot be converted is kept as the load's failure, raised once the document is known to be
-// valid, as validation errors come first.
+// cannot be converted ends the collection and is kept as the load's failure, raised once the
+// document is known to be valid (validation errors come first) and the entries before it
+// have been added.
 class ManifestContent : public x::DefaultHandler {
  public:
   void startElement(const XMLCh* const uri, const XMLCh* const localName, const XMLCh* const,
@@ -397,10 +398,12 @@ void KZFExtractionSerializer::load(opc::InputStream& in, KZFExtractionManager& m
   if (content.platform != platformTag()) {
     fl::i18n::printmln(std::cout, kzf::kzfpackage::KZFPACKAGE_WARNING_PLATFORM_DIFFERENT());
   }
-  content.rethrowFailure();
+  // The entries before one that cannot be converted are added, then its failure is raised:
+  // as always, entries read before a failure stay in the manager.
   for (const KZFFileEntry& entry : content.entries) {
     manager.addEntry(entry.getName(), entry);
   }
+  content.rethrowFailure();
 }
 
 }  // namespace Quorlith::kzfpackage
