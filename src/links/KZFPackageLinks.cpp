@@ -1,21 +1,20 @@
 // Symbolic links while creating: mapping link targets into the package, storing links as
 // link parts, and the queue of link targets added when the package is closed.
-#include <kzfpackage/KZFPackage.hpp>
+#include <unistd.h>
 
-#include "../package/KZFPackageStorage.hpp"
-
+#include <algorithm>
+#include <boost/filesystem.hpp>
 #include <fl/i18n/DeployedException.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
+#include <kzfpackage/KZFPackage.hpp>
 #include <kzfpackage/MessageIds.hpp>
 #include <kzfpackage/Verbose.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 
-#include <boost/filesystem.hpp>
-#include <algorithm>
-#include <unistd.h>
+#include "../package/KZFPackageStorage.hpp"
 
 namespace Quorlith::kzfpackage {
 
@@ -222,10 +221,11 @@ void KZFPackage::addLinkedFileToList(const ustring& source, const ustring& desti
   ustring other;
   const auto& listed = storage->links.listedSourceByName;
   const auto claimed = listed.find(mappedTarget);
-  if (claimed != listed.end()) other = claimed->second;
+  if (claimed != listed.end()) other = *claimed->second;
   if (claimed == listed.end() && !inLinkedFileListAsTarget(mappedTarget, other)) {
-    linkedFileList.emplace_back(target, KZFRecordData(mappedTarget, false, ""));
-    storage->links.indexQueued(target, mappedTarget);
+    const auto& queued =
+        linkedFileList.emplace_back(target, KZFRecordData(mappedTarget, false, ""));
+    storage->links.indexQueued(queued.first, queued.second.getName());
     ++progress.entriesTotal;
     verbose << "addLinkedFileToList: Added this linked target into linked file list. size="
             << linkedFileList.size() << std::endl;
@@ -265,7 +265,7 @@ bool KZFPackage::inLinkedFileListAsTarget(const ustring& place, ustring& sourceO
   const auto& byPlace = storage->links.queuedSourceByPlace;
   const auto found = byPlace.find(place);
   if (found == byPlace.end()) return false;
-  sourceOut = found->second;
+  sourceOut = *found->second;
   return true;
 }
 

@@ -1,17 +1,17 @@
 // The OPC objects a package owns, kept out of the public header.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <fl/i18n/ustring.hpp>
+#include <kzfdatainterfaces/KZFRecordData.hpp>
+#include <map>
+#include <memory>
 #include <opc/model/Package.hpp>
 #include <opc/util/TempfileGuard.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
-
-#include <kzfdatainterfaces/KZFRecordData.hpp>
-
-#include <map>
-#include <memory>
 #include <string>
-#include <sys/stat.h>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -21,7 +21,9 @@ namespace Quorlith::kzfpackage {
 /// backup made when creating over an existing file.
 struct KZFPackageStorage {
   explicit KZFPackageStorage(const fl::i18n::ustring& packagePath)
-      : path(packagePath), physicalPackage(packagePath, true, false), package(physicalPackage, true) {}
+      : path(packagePath),
+        physicalPackage(packagePath, true, false),
+        package(physicalPackage, true) {}
 
   fl::i18n::ustring path;
   opc::zippackage::ZipPhysicalPackage physicalPackage;
@@ -38,25 +40,27 @@ struct KZFPackageStorage {
   /// Hash indexes over the link bookkeeping (the file map given to addFileListToKZF and the
   /// queue of link targets), so that each link asks them in constant time what a walk of the
   /// whole map or queue answers. Each index keeps the walk's answer: the first match in map
-  /// order or in queue order.
+  /// order or in queue order. They hold views of the map's and the queue's own strings, which
+  /// stay in place as long as the map is not replaced and the queue only grows.
   struct LinkIndexes {
     /// Destination name -> key of the first record in map order with that name.
-    std::unordered_map<fl::i18n::ustring, fl::i18n::ustring> listedSourceByName;
+    std::unordered_map<std::u16string_view, const fl::i18n::ustring*> listedSourceByName;
     /// The queued sources.
-    std::unordered_set<fl::i18n::ustring> queuedSources;
+    std::unordered_set<std::u16string_view> queuedSources;
     /// Place in the package -> the first queued source that claims it.
-    std::unordered_map<fl::i18n::ustring, fl::i18n::ustring> queuedSourceByPlace;
+    std::unordered_map<std::u16string_view, const fl::i18n::ustring*> queuedSourceByPlace;
 
     /// Indexes the file map that replaced the previous one.
     void indexList(const std::map<fl::i18n::ustring, kzfdatainterfaces::KZFRecordData>& files) {
       listedSourceByName.clear();
       listedSourceByName.reserve(files.size());
-      for (const auto& [source, record] : files) listedSourceByName.emplace(record.getName(), source);
+      for (const auto& [source, record] : files)
+        listedSourceByName.emplace(record.getName(), &source);
     }
     /// Indexes a pair just appended to the queue.
     void indexQueued(const fl::i18n::ustring& source, const fl::i18n::ustring& place) {
       queuedSources.insert(source);
-      queuedSourceByPlace.emplace(place, source);
+      queuedSourceByPlace.emplace(place, &source);
     }
   } links;
 

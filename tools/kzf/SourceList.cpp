@@ -50,7 +50,8 @@ class Collector {
   }
 
   /// Adds a source named by the user (on the command line or in the list file).
-  void addNamed(const fs::path& source, const fs::file_status& status, const fs::path& destination) {
+  void addNamed(const fs::path& source, const fs::file_status& status,
+                const fs::path& destination) {
     add(fs::absolute(source).lexically_normal(), fs::is_symlink(status), source.string(),
         destination);
   }
