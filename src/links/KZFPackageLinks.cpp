@@ -1,20 +1,21 @@
 // Symbolic links while creating: mapping link targets into the package, storing links as
 // link parts, and the queue of link targets added when the package is closed.
-#include <unistd.h>
+#include <kzfpackage/KZFPackage.hpp>
 
-#include <algorithm>
-#include <boost/filesystem.hpp>
+#include "../package/KZFPackageStorage.hpp"
+
 #include <fl/i18n/DeployedException.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
-#include <kzfpackage/KZFPackage.hpp>
 #include <kzfpackage/MessageIds.hpp>
 #include <kzfpackage/Verbose.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 
-#include "../package/KZFPackageStorage.hpp"
+#include <boost/filesystem.hpp>
+#include <algorithm>
+#include <unistd.h>
 
 namespace Quorlith::kzfpackage {
 
