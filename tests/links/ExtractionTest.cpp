@@ -1,8 +1,14 @@
 // Extraction driven by the file manifest: edge cases and packages that are broken on purpose.
+#include <sys/stat.h>
+
 #include <KzfErrorMatchers.hpp>
 #include <PackageTestSupport.hpp>
 #include <TempDir.hpp>
-
+#include <boost/filesystem/fstream.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <iterator>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFPackage.hpp>
 #include <kzfpackage/Verbose.hpp>
@@ -10,12 +16,12 @@
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
-
-#include <boost/filesystem/fstream.hpp>
-#include <sys/stat.h>
-
-#include <iterator>
+#include <optional>
+#include <set>
 #include <sstream>
+#include <vector>
+
+#include "PathSafety.hpp"
 
 namespace kzftest {
 namespace {
@@ -24,6 +30,7 @@ namespace fs = boost::filesystem;
 using Quorlith::kzfpackage::KZFExtractionSerializer;
 using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
+namespace pathsafety = Quorlith::kzfpackage::pathsafety;
 
 /// One "fileEntry" of a hand-written file manifest.
 std::string entry(const std::string& name, const std::string& content, const std::string& type,
@@ -46,13 +53,14 @@ void writeRawPackage(const fs::path& path, const std::string& entries,
     part.getOutputStream()->write(bytes.data(), bytes.size());
   }
   if (withManifest) {
-    std::string xml = std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
-                      KZFExtractionSerializer::NAMESPACE +
-                      "\" platform=\"glnxa64\" encoding=\"UTF-8\">" + entries + "</fileEntries>";
-    auto manifest = package.createPart(
-        opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
-        opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
-        opc::model::StandardPartInfo(1, 0));
+    std::string xml =
+        std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
+        KZFExtractionSerializer::NAMESPACE + "\" platform=\"glnxa64\" encoding=\"UTF-8\">" +
+        entries + "</fileEntries>";
+    auto manifest =
+        package.createPart(opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
+                           opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
+                           opc::model::StandardPartInfo(1, 0));
     manifest.getOutputStream()->write(xml.data(), xml.size());
     package.createInternalRelationship(opc::toString(KZFPackage::KZF_EXTRACTION_RELATIONSHIP),
                                        manifest.getName().getURI(), u"");
@@ -60,13 +68,44 @@ void writeRawPackage(const fs::path& path, const std::string& entries,
   package.close(false);
 }
 
+/// Every name below `folder` in name order: folders end in "/", links show their target and
+/// files their content.
+std::string tree(const fs::path& folder) {
+  std::set<std::string> lines;
+  for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
+    const std::string name = it->path().lexically_relative(folder).string();
+    if (fs::is_symlink(it->symlink_status())) {
+      lines.insert(name + " -> " + fs::read_symlink(it->path()).string());
+    } else if (fs::is_directory(it->status())) {
+      lines.insert(name + "/");
+    } else {
+      lines.insert(name + " [" + readFile(it->path()) + "]");
+    }
+  }
+  std::string out;
+  for (const std::string& line : lines) out += line + "\n";
+  return out;
+}
+
+/// `size` bytes that do not compress, so that they reach extraction in many pieces.
+std::string incompressible(std::size_t size) {
+  std::string bytes(size, '\0');
+  std::uint32_t state = 12345;
+  for (char& c : bytes) {
+    state = state * 1103515245u + 12345u;
+    c = static_cast<char>(state >> 24);
+  }
+  return bytes;
+}
+
 class ExtractionTest : public TempDirTest {
  protected:
   fs::path packagePath() const { return tmp / "p.kzf"; }
   fs::path root() const { return tmp / "root"; }
-  void extract() {
+  void extract(const kzf::KZFExtractionBudget& budget = {}) {
     KZFPackage package(u(packagePath()), {});
     package.open(kzf::Read);
+    package.setExtractionBudget(budget);
     package.extract(u(root()));
   }
 };
@@ -80,7 +119,8 @@ TEST_F(ExtractionTest, PackageWithoutFileManifestIsRefusedAfterCreatingTheRoot) 
 
 TEST_F(ExtractionTest, FileBeforeItsFolderEntryAndModesAsRecorded) {
   writeRawPackage(packagePath(),
-                  entry("d", "/d", "Folder") + entry("d/x/f.txt", "/f", "File", " permissions=\"420\"") +
+                  entry("d", "/d", "Folder") +
+                      entry("d/x/f.txt", "/f", "File", " permissions=\"420\"") +
                       entry("d/x", "/d/x", "Folder") + entry("plain", "/p", "File"),
                   {{"/f", "file"}, {"/p", "plain"}});
   std::ostringstream trace;
@@ -129,6 +169,38 @@ TEST_F(ExtractionTest, ExtractingTwiceOverwritesFilesAndStopsAtTheFirstLink) {
   EXPECT_KZF_ERROR(extract(), "KZFPACKAGE_EXTRACT_FAILED");
 }
 
+TEST_F(ExtractionTest, ExistingFilesAreReplacedAndGetTheirModeAndDate) {
+  writeRawPackage(
+      packagePath(),
+      entry("free", "/a", "File", " permissions=\"416\" date=\"2001-09-09T01:46:40Z\"") +
+          entry("taken", "/b", "File", " permissions=\"416\" date=\"2001-09-09T01:46:40Z\""),
+      {{"/a", "new a"}, {"/b", "new b"}});
+  writeFile(root() / "taken", "old content, longer than the new one");
+  fs::permissions(root() / "taken", fs::owner_read | fs::owner_write);
+  extract();
+  EXPECT_EQ(tree(root()), "free [new a]\ntaken [new b]\n") << "and no temporary name is left";
+  for (const char* name : {"free", "taken"}) {
+    struct stat st {};
+    ASSERT_EQ(::lstat((root() / name).c_str(), &st), 0) << name;
+    EXPECT_EQ(st.st_mode & 07777, 0640u) << name;
+    EXPECT_EQ(st.st_mtime, 1000000000) << name;
+  }
+}
+
+TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasThere) {
+  // Far more than one copy buffer: the first pieces are written before the budget refuses.
+  writeRawPackage(packagePath(), entry("big", "/big", "File"),
+                  {{"/big", incompressible(1024 * 1024)}});
+  kzf::KZFExtractionBudget budget;
+  budget.maxFileBytes = 512 * 1024;
+  EXPECT_KZF_ERROR_WITH(extract(budget), "KZFPACKAGE_EXTRACT_FAILED", "per-file budget");
+  EXPECT_EQ(tree(root()), "");
+
+  writeFile(root() / "big", "the earlier file");
+  EXPECT_KZF_ERROR_WITH(extract(budget), "KZFPACKAGE_EXTRACT_FAILED", "per-file budget");
+  EXPECT_EQ(tree(root()), "big [the earlier file]\n");
+}
+
 struct BrokenPackage {
   const char* label;
   std::string entries;
@@ -150,18 +222,33 @@ TEST_P(BrokenPackageTest, FailsWithItsIdentifier) {
 
 INSTANTIATE_TEST_SUITE_P(
     Manifests, BrokenPackageTest,
-    ::testing::Values(
-        BrokenPackage{"UnknownTypeWord", entry("f", "/f", "file"), {{"/f", "x"}},
-                      "KZFPACKAGE_INVALID_XML", ""},
-        BrokenPackage{"NonNumericPermission", entry("f", "/f", "File", " permissions=\"rwx\""),
-                      {{"/f", "x"}}, "KZFPACKAGE_INVALID_XML", ""},
-        BrokenPackage{"FailsTheSchema", "<fileEntry name=\"f\" type=\"File\" />", {{"/f", "x"}},
-                      "KZFPACKAGE_INVALID_XML", "content"},
-        BrokenPackage{"UnknownElement", "<other />", {}, "KZFPACKAGE_INVALID_XML", ""},
-        BrokenPackage{"MissingPart", entry("f", "/missing", "File"), {},
-                      "KZFPACKAGE_EXTRACT_FAILED", "/missing"},
-        BrokenPackage{"EmptyLinkPart", entry("l", "/l", "SymLink"), {{"/l", ""}},
-                      "KZFPACKAGE_ERROR_READ_FILE", "/l"}),
+    ::testing::Values(BrokenPackage{"UnknownTypeWord",
+                                    entry("f", "/f", "file"),
+                                    {{"/f", "x"}},
+                                    "KZFPACKAGE_INVALID_XML",
+                                    ""},
+                      BrokenPackage{"NonNumericPermission",
+                                    entry("f", "/f", "File", " permissions=\"rwx\""),
+                                    {{"/f", "x"}},
+                                    "KZFPACKAGE_INVALID_XML",
+                                    ""},
+                      BrokenPackage{"FailsTheSchema",
+                                    "<fileEntry name=\"f\" type=\"File\" />",
+                                    {{"/f", "x"}},
+                                    "KZFPACKAGE_INVALID_XML",
+                                    "content"},
+                      BrokenPackage{
+                          "UnknownElement", "<other />", {}, "KZFPACKAGE_INVALID_XML", ""},
+                      BrokenPackage{"MissingPart",
+                                    entry("f", "/missing", "File"),
+                                    {},
+                                    "KZFPACKAGE_EXTRACT_FAILED",
+                                    "/missing"},
+                      BrokenPackage{"EmptyLinkPart",
+                                    entry("l", "/l", "SymLink"),
+                                    {{"/l", ""}},
+                                    "KZFPACKAGE_ERROR_READ_FILE",
+                                    "/l"}),
     [](const ::testing::TestParamInfo<BrokenPackage>& row) { return row.param.label; });
 
 TEST_F(ExtractionTest, CorruptedPartFailsNamingThePart) {
