@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -263,6 +264,17 @@ UniqueFd BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
     current = std::move(next);
   }
   return current;
+}
+
+const UniqueFd& HeldFolder::reach(const BeneathRoot& root, const EntryPath& place,
+                                  std::size_t count, const std::string& entry) {
+  const auto first = place.components.begin();
+  if (fd_.get() < 0 || components_.size() != count ||
+      !std::equal(components_.begin(), components_.end(), first)) {
+    fd_ = root.openFolder(place, count, entry);
+    components_.assign(first, first + static_cast<std::ptrdiff_t>(count));
+  }
+  return fd_;
 }
 
 StagedFile::StagedFile(const UniqueFd& folder, const std::string& finalName,

@@ -90,6 +90,24 @@ class BeneathRoot {
   UniqueFd fd_;
 };
 
+/// The folder that consecutive entries are extracted into, held open from one entry to the next
+/// (entries come in name order, so the files of one folder follow each other) and opened anew
+/// through BeneathRoot::openFolder, with all its checks, when an entry lies elsewhere. Holding
+/// it is safe because extraction never removes, renames or replaces a folder: a link is never
+/// made over an existing name and a file never replaces a folder, so no later entry can put
+/// something else in the place of the held folder.
+class HeldFolder {
+ public:
+  /// The folder made of the first `count` components of `place` below `root`; it stays open
+  /// until a call asks for another folder. Errors name `entry`.
+  const UniqueFd& reach(const BeneathRoot& root, const EntryPath& place, std::size_t count,
+                        const std::string& entry);
+
+ private:
+  std::vector<std::string> components_;
+  UniqueFd fd_;
+};
+
 /// A file being written into its folder; unless `commit` runs, nothing of it stays. Where the
 /// final name is free, the file is created under it (O_EXCL | O_NOFOLLOW) and removed again on
 /// failure. Where something is there already (the file of an earlier extraction, a planted link

@@ -201,6 +201,123 @@ TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasTher
   EXPECT_EQ(tree(root()), "big [the earlier file]\n");
 }
 
+enum class Resolver { Openat2, ComponentWalk };
+
+/// Entries spread over many folders, in an order that leaves a folder and comes back to it.
+class FolderSequenceTest : public ExtractionTest, public ::testing::WithParamInterface<Resolver> {
+ protected:
+  void SetUp() override { pathsafety::forceComponentWalk(GetParam() == Resolver::ComponentWalk); }
+  void TearDown() override { pathsafety::forceComponentWalk(false); }
+};
+
+TEST_P(FolderSequenceTest, EveryEntryLandsInItsOwnFolder) {
+  // In name order: "/a/top" first ("/" sorts before letters), then "a/b.txt", "a/b/c.txt",
+  // "a/b/d/e", back up to "a" for "a/b0" and the link "a/l", and so on.
+  std::vector<std::string> files = {"/a/top", "a/b.txt", "a/b/c.txt", "a/b/d/e",
+                                    "a/b0",   "x",       "z/y"};
+  for (int folder = 0; folder < 12; ++folder) {
+    for (int file = 0; file < 3; ++file) {
+      files.push_back("m" + std::to_string(folder) + "/f" + std::to_string(file));
+    }
+  }
+  std::string entries = entry("a/l", "/link", "SymLink") + entry("m3/sub", "", "Folder");
+  std::map<std::string, std::string> parts = {{"/link", "b.txt"}};
+  std::set<std::string> expected = {"a/", "a/b/", "a/b/d/", "a/l -> b.txt", "m3/sub/", "z/"};
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const std::string part = "/p" + std::to_string(i);
+    const std::string place = files[i].front() == '/' ? files[i].substr(1) : files[i];
+    entries += entry(files[i], part, "File");
+    parts[part] = "content of " + place;
+    expected.insert(place + " [content of " + place + "]");
+    if (place.front() == 'm') expected.insert(place.substr(0, place.find('/')) + "/");
+  }
+  writeRawPackage(packagePath(), entries, parts);
+  extract();
+  std::string listing;
+  for (const std::string& line : expected) listing += line + "\n";
+  EXPECT_EQ(tree(root()), listing);
+}
+
+INSTANTIATE_TEST_SUITE_P(Resolvers, FolderSequenceTest,
+                         ::testing::Values(Resolver::Openat2, Resolver::ComponentWalk),
+                         [](const ::testing::TestParamInfo<Resolver>& row) {
+                           return row.param == Resolver::Openat2 ? "Openat2" : "ComponentWalk";
+                         });
+
+/// Extraction under a time zone with daylight saving time.
+class TimeZoneTest : public ExtractionTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  void SetUp() override {
+    if (const char* zone = std::getenv("TZ")) saved_ = zone;
+    ::setenv("TZ", GetParam(), 1);
+    ::tzset();
+  }
+  void TearDown() override {
+    if (saved_) {
+      ::setenv("TZ", saved_->c_str(), 1);
+    } else {
+      ::unsetenv("TZ");
+    }
+    ::tzset();
+  }
+
+ private:
+  std::optional<std::string> saved_;
+};
+
+TEST_P(TimeZoneTest, FilesGetTheStoredCalendarTimeAcrossClockChanges) {
+  // Around the changes of 2021 in Berlin and New York (into the skipped and the repeated
+  // hour), the ends of the signed 32-bit range, and dates that wrap past it.
+  const std::vector<std::pair<std::string, std::int64_t>> dates = {
+      {"2021-03-28T00:59:59Z", 1616893199},
+      {"2021-03-28T01:00:00Z", 1616893200},
+      {"2021-10-31T00:30:00Z", 1635640200},
+      {"2021-10-31T01:30:00Z", 1635643800},
+      {"2021-03-14T06:59:59Z", 1615705199},
+      {"2021-03-14T07:00:00Z", 1615705200},
+      {"2021-11-07T05:30:00Z", 1636263000},
+      {"2021-11-07T06:30:00Z", 1636266600},
+      {"1970-01-01T00:00:00Z", 0},
+      {"2038-01-19T03:14:07Z", 2147483647},
+      {"2038-01-19T03:14:08Z", 2147483648},
+      {"2040-07-01T00:30:00Z", 2224715400},
+      {"2106-02-07T06:28:15Z", 4294967295},
+      // Wrapping to 1916-07-01T00:30:00Z (summer time in Berlin) and to the repeated hour of
+      // New York's 1918-10-27.
+      {"2052-08-06T06:58:16Z", 2606540296},
+      {"2054-12-02T11:58:16Z", 2679825496},
+      {"2054-12-02T12:58:16Z", 2679829096}};
+  std::string entries;
+  std::map<std::string, std::string> parts;
+  for (std::size_t i = 0; i < dates.size(); ++i) {
+    const std::string part = "/d" + std::to_string(i);
+    entries += entry("f" + std::to_string(i), part, "File", " date=\"" + dates[i].first + "\"");
+    parts[part] = dates[i].first;
+  }
+  writeRawPackage(packagePath(), entries, parts);
+  extract();
+  for (std::size_t i = 0; i < dates.size(); ++i) {
+    // What extraction has always given: the wrapped seconds through local time and back.
+    std::time_t wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(dates[i].second));
+    std::tm local{};
+    ASSERT_NE(::localtime_r(&wrapped, &local), nullptr);
+    const std::time_t expected = std::mktime(&local);
+    struct stat st {};
+    ASSERT_EQ(::stat((root() / ("f" + std::to_string(i))).c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtime, expected) << dates[i].first;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Zones, TimeZoneTest,
+                         ::testing::Values("Europe/Berlin", "America/New_York", "UTC"),
+                         [](const ::testing::TestParamInfo<const char*>& row) {
+                           std::string name = row.param;
+                           for (char& c : name) {
+                             if (c == '/') c = '_';
+                           }
+                           return name;
+                         });
+
 struct BrokenPackage {
   const char* label;
   std::string entries;
