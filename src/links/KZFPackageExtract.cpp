@@ -19,6 +19,7 @@
 #include <opc/model/CoreProperties.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/URI.hpp>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <vector>
@@ -47,33 +48,32 @@ opc::model::PartName partNameOf(const KZFFileEntry& entry) {
 
 /// The stored UTC date as the calendar time to give the file. The seconds since the epoch are
 /// kept as a signed 32-bit number, so dates after 2038-01-19 03:14:07 UTC wrap exactly as
-/// packages have always been extracted; they then pass through local time and back.
+/// packages have always been extracted.
 std::time_t modificationTimeOf(const pt::ptime& date) {
-  verbose << "ExtractWithExtractionManager: "
-          << " set file last modified date @"
-          << to_string(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
+  if (verbose.enabled) {
+    verbose << "ExtractWithExtractionManager: "
+            << " set file last modified date @"
+            << to_string(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
+  }
   const pt::ptime epoch(boost::gregorian::date(1970, 1, 1));
   const std::int64_t seconds = (date - epoch).total_microseconds() / 1000000;
-  const auto wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds));
-  std::time_t calendar = wrapped;
-  std::tm local{};
-  if (::localtime_r(&calendar, &local) == nullptr) {
-    throw std::runtime_error("could not convert calendar time to local time");
-  }
-  return std::mktime(&local);
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(seconds));
 }
 
 /// One entry after the checks that run before anything touches the disk.
 struct PlannedEntry {
-  KZFFileEntry entry;
+  const KZFFileEntry* entry;  ///< in the manager's list, which outlives the plan
+  fl::i18n::ustring name;
   pathsafety::EntryPath place;
-  std::string shownName;   ///< the entry's name for messages
-  std::string linkTarget;  ///< a link's target text (links only)
+  std::string shownName;                     ///< the entry's name for messages
+  std::optional<opc::model::PartName> part;  ///< the part holding the content (files, links)
+  std::string linkTarget;                    ///< a link's target text (links only)
 };
 
 /// The stored target text of a link entry, as read from its part.
-std::string readLinkTarget(const opc::model::Package& package, const KZFFileEntry& entry) {
-  opc::model::Part part = package.getPart(partNameOf(entry));
+std::string readLinkTarget(const opc::model::Package& package, const KZFFileEntry& entry,
+                           const opc::model::PartName& name) {
+  opc::model::Part part = package.getPart(name);
   auto in = part.getInputStream();
   // One buffer's worth of target text, gathered over as many stream reads as it takes.
   char buffer[kLinkTargetBufferSize + 1];
@@ -105,8 +105,9 @@ std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
         type != KZFFileEntryType::SymLink) {
       continue;
     }
-    PlannedEntry planned{
-        entry, pathsafety::checkEntryName(entry.getName()), to_string(entry.getName()), {}};
+    PlannedEntry planned{&entry, entry.getName(), {}, {}, {}, {}};
+    planned.place = pathsafety::checkEntryName(planned.name);
+    planned.shownName = to_string(planned.name);
     // "a" and "/a" are one place: it may not be a folder for one entry and a file for another.
     const auto [kind, fresh] = kinds.emplace(planned.place.relative(), type);
     if (!fresh && kind->second != type) {
@@ -114,27 +115,27 @@ std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
                               "the name is used by two entries of different kinds");
     }
     if (type == KZFFileEntryType::File) {
-      const opc::model::PartName part = partNameOf(entry);
-      const std::string shownPart = to_string(entry.getContent());
+      const opc::model::PartName& part = planned.part.emplace(partNameOf(entry));
+      const auto shownPart = [&entry] { return to_string(entry.getContent()); };
       if (part == manifest) {
         pathsafety::refuseEntry(planned.shownName, "its content is the file manifest itself");
       }
       if (!package.hasPart(part)) {
-        pathsafety::refuseEntry(planned.shownName, "its part " + shownPart + " is missing");
+        pathsafety::refuseEntry(planned.shownName, "its part " + shownPart() + " is missing");
       }
       // Many entries over one part would let a small package write without bound.
       if (!fileParts.insert(part.getEquivalenceKey()).second) {
         pathsafety::refuseEntry(planned.shownName,
-                                "its part " + shownPart + " is the content of another entry too");
+                                "its part " + shownPart() + " is the content of another entry too");
       }
     } else if (type == KZFFileEntryType::SymLink) {
-      planned.linkTarget = readLinkTarget(package, entry);
+      planned.linkTarget = readLinkTarget(package, entry, planned.part.emplace(partNameOf(entry)));
       links[planned.place.relative()] = planned.linkTarget;
     }
     plan.push_back(std::move(planned));
   }
   for (const PlannedEntry& planned : plan) {
-    if (planned.entry.getType() == KZFFileEntryType::SymLink) {
+    if (planned.entry->getType() == KZFFileEntryType::SymLink) {
       pathsafety::checkLinkTarget(planned.place, planned.linkTarget, links);
     }
   }
@@ -166,61 +167,94 @@ class OutputBudget {
   std::uint64_t total_ = 0;
 };
 
-/// Writes one file entry; returns the number of content bytes written.
-std::uint64_t extractFile(const opc::model::Package& package,
-                          const KZFFileReaderFactory& readerFactory, const PlannedEntry& planned,
-                          const pathsafety::BeneathRoot& root, OutputBudget& budget) {
-  const KZFFileEntry& entry = planned.entry;
-  const std::string& name = planned.shownName;
-  opc::model::Part part = package.getPart(partNameOf(entry));
-  const pathsafety::UniqueFd folder =
-      root.openFolder(planned.place, planned.place.components.size() - 1, name);
-  pathsafety::StagedFile file(folder, planned.place.components.back(), name);
-  std::uint64_t written = 0;
-  auto in = part.getInputStream();
-  if (readerFactory.willBeTransformed(entry.getName())) {
-    auto reader = readerFactory.getReader(entry.getName(), *in);
-    kzfdatainterfaces::KZFByteArray content = reader->readAll();
-    budget.charge(name, 0, content.size());
-    file.write(reinterpret_cast<const char*>(content.begin()), content.size());
-    written = content.size();
-  } else {
-    std::vector<char> buffer(kCopyBufferSize);
-    for (std::size_t got; (got = in->read(buffer.data(), buffer.size())) != 0; written += got) {
-      budget.charge(name, written, got);
-      file.write(buffer.data(), got);
+/// Writes planned entries below the root, keeping what consecutive entries share: the folder
+/// they go into and the buffer file content is copied through.
+class TreeWriter {
+ public:
+  TreeWriter(const opc::model::Package& package, const KZFFileReaderFactory& readerFactory,
+             const std::string& root, const KZFExtractionBudget& budget)
+      : package_(package),
+        readerFactory_(readerFactory),
+        root_(root),
+        budget_(budget),
+        buffer_(kCopyBufferSize) {}
+
+  void folder(const PlannedEntry& planned) {
+    if (verbose.enabled) {
+      verbose << "ExtractWithExtractionManager: create a directory:" << root_.path() << '/'
+              << planned.place.relative() << std::endl;
+    }
+    held_.reach(root_, planned.place, planned.place.components.size(), planned.shownName);
+  }
+
+  /// Writes one file entry; returns the number of content bytes written.
+  std::uint64_t file(const PlannedEntry& planned) {
+    const KZFFileEntry& entry = *planned.entry;
+    const std::string& name = planned.shownName;
+    opc::model::Part part = package_.getPart(*planned.part);
+    pathsafety::StagedFile file(folderOf(planned), planned.place.components.back(), name);
+    std::uint64_t written = 0;
+    auto in = part.getInputStream();
+    if (readerFactory_.willBeTransformed(planned.name)) {
+      auto reader = readerFactory_.getReader(planned.name, *in);
+      kzfdatainterfaces::KZFByteArray content = reader->readAll();
+      budget_.charge(name, 0, content.size());
+      file.write(reinterpret_cast<const char*>(content.begin()), content.size());
+      written = content.size();
+    } else {
+      for (std::size_t got; (got = in->read(buffer_.data(), buffer_.size())) != 0; written += got) {
+        budget_.charge(name, written, got);
+        file.write(buffer_.data(), got);
+      }
+    }
+    if (verbose.enabled) {
+      verbose << "ExtractWithExtractionManager: create a file: " << root_.path() << '/'
+              << planned.place.relative() << std::endl;
+    }
+
+    // Entries read from a manifest always carry a date; one without a "date" attribute holds
+    // not-a-date-time, and such a file keeps the time it was written.
+    const boost::optional<pt::ptime> date = entry.getDate();
+    if (date && !date->is_special()) file.setModificationTime(modificationTimeOf(*date));
+
+    const unsigned short permission = entry.getPermission();
+    if (permission != 0) {
+      verbose << "ExtractWithExtractionManager: "
+              << " set permission to " << permission << std::endl;
+      if (!file.setPermission(permission)) verbose << "change permission failed" << std::endl;
+    }
+    file.commit();
+    return written;
+  }
+
+  void link(const PlannedEntry& planned) {
+    const pathsafety::UniqueFd& folder = folderOf(planned);
+    if (verbose.enabled) {
+      verbose << "ExtractWithExtractionManager: create a symbolic name:" << root_.path() << '/'
+              << planned.place.relative() << ",target=" << planned.linkTarget << std::endl;
+    }
+    // Never replaced: a name already there (a second extraction, a planted file) is an error.
+    if (::symlinkat(planned.linkTarget.c_str(), folder.get(),
+                    planned.place.components.back().c_str()) != 0) {
+      pathsafety::refuseEntry(planned.shownName,
+                              std::string("cannot create the link: ") + std::strerror(errno));
     }
   }
-  verbose << "ExtractWithExtractionManager: create a file: " << root.path() << '/'
-          << planned.place.relative() << std::endl;
 
-  // Entries read from a manifest always carry a date; one without a "date" attribute holds
-  // not-a-date-time, and such a file keeps the time it was written.
-  const boost::optional<pt::ptime> date = entry.getDate();
-  if (date && !date->is_special()) file.setModificationTime(modificationTimeOf(*date));
-
-  const unsigned short permission = entry.getPermission();
-  if (permission != 0) {
-    verbose << "ExtractWithExtractionManager: "
-            << " set permission to " << permission << std::endl;
-    if (!file.setPermission(permission)) verbose << "change permission failed" << std::endl;
+ private:
+  /// The folder the entry goes into.
+  const pathsafety::UniqueFd& folderOf(const PlannedEntry& planned) {
+    return held_.reach(root_, planned.place, planned.place.components.size() - 1,
+                       planned.shownName);
   }
-  file.commit();
-  return written;
-}
 
-void extractSymbolicLink(const PlannedEntry& planned, const pathsafety::BeneathRoot& root) {
-  const pathsafety::UniqueFd folder =
-      root.openFolder(planned.place, planned.place.components.size() - 1, planned.shownName);
-  verbose << "ExtractWithExtractionManager: create a symbolic name:" << root.path() << '/'
-          << planned.place.relative() << ",target=" << planned.linkTarget << std::endl;
-  // Never replaced: a name already there (a second extraction, a planted file) is an error.
-  if (::symlinkat(planned.linkTarget.c_str(), folder.get(),
-                  planned.place.components.back().c_str()) != 0) {
-    pathsafety::refuseEntry(planned.shownName,
-                            std::string("cannot create the link: ") + std::strerror(errno));
-  }
-}
+  const opc::model::Package& package_;
+  const KZFFileReaderFactory& readerFactory_;
+  const pathsafety::BeneathRoot root_;
+  pathsafety::HeldFolder held_;
+  OutputBudget budget_;
+  std::vector<char> buffer_;
+};
 
 }  // namespace
 
@@ -271,32 +305,30 @@ void KZFPackage::extractWithExtractionManager(const ustring& root,
   // its parents created on the spot.
   const std::vector<KZFFileEntry> entries = extractionManager->getEntries();
   const std::vector<PlannedEntry> plan = planExtraction(storage->package, entries, manifest);
-  const pathsafety::BeneathRoot beneath(to_string(root));
-  OutputBudget budget(extractionBudget);
+  TreeWriter writer(storage->package, readerFactory, to_string(root), extractionBudget);
   progress = KZFProgress();
   progress.phase = KZFProgress::Phase::Extracting;
   progress.entriesTotal = entries.size();
   auto next = plan.begin();
   for (const KZFFileEntry& entry : entries) {
     // Entries of an unknown kind are not planned, and are skipped without a word.
-    if (next != plan.end() && next->entry.getName() == entry.getName()) {
-      const PlannedEntry& planned = *next++;
-      switch (entry.getType()) {
-        case KZFFileEntryType::Folder:
-          verbose << "ExtractWithExtractionManager: create a directory:" << beneath.path() << '/'
-                  << planned.place.relative() << std::endl;
-          beneath.openFolder(planned.place, planned.place.components.size(), planned.shownName);
-          break;
-        case KZFFileEntryType::File:
-          progress.bytesDone +=
-              extractFile(storage->package, readerFactory, planned, beneath, budget);
-          break;
-        default:
-          extractSymbolicLink(planned, beneath);
-          break;
-      }
+    if (next == plan.end() || next->entry != &entry) {
+      reportProgress(entry.getName());
+      continue;
     }
-    reportProgress(entry.getName());
+    const PlannedEntry& planned = *next++;
+    switch (entry.getType()) {
+      case KZFFileEntryType::Folder:
+        writer.folder(planned);
+        break;
+      case KZFFileEntryType::File:
+        progress.bytesDone += writer.file(planned);
+        break;
+      default:
+        writer.link(planned);
+        break;
+    }
+    reportProgress(planned.name);
   }
 }
 

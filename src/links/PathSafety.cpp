@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -265,15 +266,39 @@ UniqueFd BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
   return current;
 }
 
-StagedFile::StagedFile(const UniqueFd& folder, std::string finalName, std::string entry)
-    : folder_(folder.get()), finalName_(std::move(finalName)), entry_(std::move(entry)) {
+const UniqueFd& HeldFolder::reach(const BeneathRoot& root, const EntryPath& place,
+                                  std::size_t count, const std::string& entry) {
+  const auto first = place.components.begin();
+  if (fd_.get() < 0 || components_.size() != count ||
+      !std::equal(components_.begin(), components_.end(), first)) {
+    fd_ = root.openFolder(place, count, entry);
+    components_.assign(first, first + static_cast<std::ptrdiff_t>(count));
+  }
+  return fd_;
+}
+
+StagedFile::StagedFile(const UniqueFd& folder, const std::string& finalName,
+                       const std::string& entry)
+    : folder_(folder.get()), finalName_(finalName), entry_(entry) {
+  // Writing under the final name saves a rename per file, which on tmpfs costs about as much
+  // as creating the file (an unnamed O_TMPFILE file linked in at the end costs more still).
+  // The price: a process killed while writing leaves a short file under the final name, as it
+  // leaves the tree incomplete; every failure that is reported removes the file.
+  // Mode 0666: the umask then gives the file the mode any newly written file would get.
+  fd_ = UniqueFd(::openat(folder_, finalName_.c_str(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+  if (fd_.get() >= 0) return;
+  if (errno != EEXIST) fail("create it", errno);
+  createTemporary();
+}
+
+void StagedFile::createTemporary() {
   static constexpr char kAlphabet[] = "abcdefghijklmnopqrstuvwxyz0123456789";
   thread_local std::mt19937_64 random{std::random_device{}()};
   std::uniform_int_distribution<std::size_t> pick(0, sizeof kAlphabet - 2);
   for (int attempt = 0; attempt < kMaxTemporaryNameAttempts; ++attempt) {
     std::string candidate = ".kzfext-";
     for (int i = 0; i < 8; ++i) candidate += kAlphabet[pick(random)];
-    // Mode 0666: the umask then gives the file the mode any newly written file would get.
     fd_ = UniqueFd(::openat(folder_, candidate.c_str(),
                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (fd_.get() >= 0) {
@@ -286,7 +311,9 @@ StagedFile::StagedFile(const UniqueFd& folder, std::string finalName, std::strin
 }
 
 StagedFile::~StagedFile() {
-  if (!committed_ && !temporaryName_.empty()) ::unlinkat(folder_, temporaryName_.c_str(), 0);
+  if (committed_) return;
+  fd_.close();
+  ::unlinkat(folder_, (temporaryName_.empty() ? finalName_ : temporaryName_).c_str(), 0);
 }
 
 void StagedFile::write(const char* data, std::size_t count) {
@@ -313,7 +340,8 @@ void StagedFile::setModificationTime(std::time_t seconds) {
 
 void StagedFile::commit() {
   if (const int error = fd_.close(); error != 0) fail("close it after writing", error);
-  if (::renameat(folder_, temporaryName_.c_str(), folder_, finalName_.c_str()) != 0) {
+  if (!temporaryName_.empty() &&
+      ::renameat(folder_, temporaryName_.c_str(), folder_, finalName_.c_str()) != 0) {
     fail("rename it over its final name", errno);
   }
   committed_ = true;

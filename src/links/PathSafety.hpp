@@ -90,14 +90,35 @@ class BeneathRoot {
   UniqueFd fd_;
 };
 
-/// A file being written under a fresh temporary name in its folder. `commit` renames it over
-/// the final name, so that whatever was planted there (a link, a hard link) is replaced, never
-/// written through; without a commit the temporary file is removed.
+/// The folder that consecutive entries are extracted into, held open from one entry to the next
+/// (entries come in name order, so the files of one folder follow each other) and opened anew
+/// through BeneathRoot::openFolder, with all its checks, when an entry lies elsewhere. Holding
+/// it is safe because extraction never removes, renames or replaces a folder: a link is never
+/// made over an existing name and a file never replaces a folder, so no later entry can put
+/// something else in the place of the held folder.
+class HeldFolder {
+ public:
+  /// The folder made of the first `count` components of `place` below `root`; it stays open
+  /// until a call asks for another folder. Errors name `entry`.
+  const UniqueFd& reach(const BeneathRoot& root, const EntryPath& place, std::size_t count,
+                        const std::string& entry);
+
+ private:
+  std::vector<std::string> components_;
+  UniqueFd fd_;
+};
+
+/// A file being written into its folder; unless `commit` runs, nothing of it stays. Where the
+/// final name is free, the file is created under it (O_EXCL | O_NOFOLLOW) and removed again on
+/// failure. Where something is there already (the file of an earlier extraction, a planted link
+/// or hard link), the file is written under a fresh temporary name that `commit` renames over
+/// the final name: what was there is replaced, never written through, and stays as it was
+/// until the new file is whole.
 class StagedFile {
  public:
-  /// Creates the temporary file (O_EXCL | O_NOFOLLOW, mode 0666 less the umask) in `folder`,
-  /// which must stay open for the life of this object. Errors name `entry`.
-  StagedFile(const UniqueFd& folder, std::string finalName, std::string entry);
+  /// Creates the file (mode 0666 less the umask) in `folder`. `folder`, `finalName` and `entry`
+  /// must outlive this object. Errors name `entry`.
+  StagedFile(const UniqueFd& folder, const std::string& finalName, const std::string& entry);
   ~StagedFile();
   StagedFile(const StagedFile&) = delete;
   StagedFile& operator=(const StagedFile&) = delete;
@@ -108,16 +129,19 @@ class StagedFile {
   bool setPermission(mode_t permission);
   /// Sets the modification time (the access time is left alone); a failure throws.
   void setModificationTime(std::time_t seconds);
-  /// Closes the file (a failed close throws) and renames it over the final name.
+  /// Closes the file (a failed close throws) and, when it was written under a temporary name,
+  /// renames it over the final name.
   void commit();
 
  private:
   [[noreturn]] void fail(const std::string& action, int error) const;
+  /// Writes under a fresh temporary name instead, because the final name is taken.
+  void createTemporary();
 
   int folder_;
-  std::string finalName_;
-  std::string entry_;
-  std::string temporaryName_;
+  const std::string& finalName_;
+  const std::string& entry_;
+  std::string temporaryName_;  ///< empty while the file is written under its final name
   UniqueFd fd_;
   bool committed_ = false;
 };

@@ -238,6 +238,17 @@ CASES = {
     "link_then_file_through_it": lambda: simple(
         [entry("a", "/l.bin", "SymLink"), entry("a/pwned", "/p.bin", "File"),
          entry("sub", "", "Folder")], {"l.bin": b"sub", VICTIM: b"x"}),
+    # "/d" and "d" are one place: the link may not take over the folder made for "/d/a".
+    "folder_then_link_same_place": lambda: simple(
+        [entry("/d", "", "Folder"), entry("/d/a", "/p.bin", "File"),
+         entry("d", "/l.bin", "SymLink"), entry("d/b", "/q.bin", "File"), entry("e", "", "Folder")],
+        {"l.bin": b"e", VICTIM: b"x", "q.bin": b"y"}),
+    # The folder "d" is made (and held open) for "/d/a"; the link "d" must not replace it, so
+    # that "d/b" can neither land in the held folder under a link's name nor through the link.
+    "link_over_used_folder": lambda: simple(
+        [entry("/d/a", "/p.bin", "File"), entry("d", "/l.bin", "SymLink"),
+         entry("d/b", "/q.bin", "File"), entry("e", "", "Folder")],
+        {"l.bin": b"e", VICTIM: b"x", "q.bin": b"y"}),
     "chained_links": lambda: simple(
         [entry("cur", "/c.bin", "SymLink"), entry("par", "/q.bin", "SymLink")],
         {"c.bin": b".", "q.bin": b"cur/.."}),

@@ -1,8 +1,14 @@
 // Extraction driven by the file manifest: edge cases and packages that are broken on purpose.
+#include <sys/stat.h>
+
 #include <KzfErrorMatchers.hpp>
 #include <PackageTestSupport.hpp>
 #include <TempDir.hpp>
-
+#include <boost/filesystem/fstream.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <iterator>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFPackage.hpp>
 #include <kzfpackage/Verbose.hpp>
@@ -10,12 +16,12 @@
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
-
-#include <boost/filesystem/fstream.hpp>
-#include <sys/stat.h>
-
-#include <iterator>
+#include <optional>
+#include <set>
 #include <sstream>
+#include <vector>
+
+#include "PathSafety.hpp"
 
 namespace kzftest {
 namespace {
@@ -24,6 +30,7 @@ namespace fs = boost::filesystem;
 using Quorlith::kzfpackage::KZFExtractionSerializer;
 using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
+namespace pathsafety = Quorlith::kzfpackage::pathsafety;
 
 /// One "fileEntry" of a hand-written file manifest.
 std::string entry(const std::string& name, const std::string& content, const std::string& type,
@@ -46,13 +53,14 @@ void writeRawPackage(const fs::path& path, const std::string& entries,
     part.getOutputStream()->write(bytes.data(), bytes.size());
   }
   if (withManifest) {
-    std::string xml = std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
-                      KZFExtractionSerializer::NAMESPACE +
-                      "\" platform=\"glnxa64\" encoding=\"UTF-8\">" + entries + "</fileEntries>";
-    auto manifest = package.createPart(
-        opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
-        opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
-        opc::model::StandardPartInfo(1, 0));
+    std::string xml =
+        std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
+        KZFExtractionSerializer::NAMESPACE + "\" platform=\"glnxa64\" encoding=\"UTF-8\">" +
+        entries + "</fileEntries>";
+    auto manifest =
+        package.createPart(opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
+                           opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
+                           opc::model::StandardPartInfo(1, 0));
     manifest.getOutputStream()->write(xml.data(), xml.size());
     package.createInternalRelationship(opc::toString(KZFPackage::KZF_EXTRACTION_RELATIONSHIP),
                                        manifest.getName().getURI(), u"");
@@ -60,13 +68,44 @@ void writeRawPackage(const fs::path& path, const std::string& entries,
   package.close(false);
 }
 
+/// Every name below `folder` in name order: folders end in "/", links show their target and
+/// files their content.
+std::string tree(const fs::path& folder) {
+  std::set<std::string> lines;
+  for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
+    const std::string name = it->path().lexically_relative(folder).string();
+    if (fs::is_symlink(it->symlink_status())) {
+      lines.insert(name + " -> " + fs::read_symlink(it->path()).string());
+    } else if (fs::is_directory(it->status())) {
+      lines.insert(name + "/");
+    } else {
+      lines.insert(name + " [" + readFile(it->path()) + "]");
+    }
+  }
+  std::string out;
+  for (const std::string& line : lines) out += line + "\n";
+  return out;
+}
+
+/// `size` bytes that do not compress, so that they reach extraction in many pieces.
+std::string incompressible(std::size_t size) {
+  std::string bytes(size, '\0');
+  std::uint32_t state = 12345;
+  for (char& c : bytes) {
+    state = state * 1103515245u + 12345u;
+    c = static_cast<char>(state >> 24);
+  }
+  return bytes;
+}
+
 class ExtractionTest : public TempDirTest {
  protected:
   fs::path packagePath() const { return tmp / "p.kzf"; }
   fs::path root() const { return tmp / "root"; }
-  void extract() {
+  void extract(const kzf::KZFExtractionBudget& budget = {}) {
     KZFPackage package(u(packagePath()), {});
     package.open(kzf::Read);
+    package.setExtractionBudget(budget);
     package.extract(u(root()));
   }
 };
@@ -80,7 +119,8 @@ TEST_F(ExtractionTest, PackageWithoutFileManifestIsRefusedAfterCreatingTheRoot) 
 
 TEST_F(ExtractionTest, FileBeforeItsFolderEntryAndModesAsRecorded) {
   writeRawPackage(packagePath(),
-                  entry("d", "/d", "Folder") + entry("d/x/f.txt", "/f", "File", " permissions=\"420\"") +
+                  entry("d", "/d", "Folder") +
+                      entry("d/x/f.txt", "/f", "File", " permissions=\"420\"") +
                       entry("d/x", "/d/x", "Folder") + entry("plain", "/p", "File"),
                   {{"/f", "file"}, {"/p", "plain"}});
   std::ostringstream trace;
@@ -129,6 +169,155 @@ TEST_F(ExtractionTest, ExtractingTwiceOverwritesFilesAndStopsAtTheFirstLink) {
   EXPECT_KZF_ERROR(extract(), "KZFPACKAGE_EXTRACT_FAILED");
 }
 
+TEST_F(ExtractionTest, ExistingFilesAreReplacedAndGetTheirModeAndDate) {
+  writeRawPackage(
+      packagePath(),
+      entry("free", "/a", "File", " permissions=\"416\" date=\"2001-09-09T01:46:40Z\"") +
+          entry("taken", "/b", "File", " permissions=\"416\" date=\"2001-09-09T01:46:40Z\""),
+      {{"/a", "new a"}, {"/b", "new b"}});
+  writeFile(root() / "taken", "old content, longer than the new one");
+  fs::permissions(root() / "taken", fs::owner_read | fs::owner_write);
+  extract();
+  EXPECT_EQ(tree(root()), "free [new a]\ntaken [new b]\n") << "and no temporary name is left";
+  for (const char* name : {"free", "taken"}) {
+    struct stat st {};
+    ASSERT_EQ(::lstat((root() / name).c_str(), &st), 0) << name;
+    EXPECT_EQ(st.st_mode & 07777, 0640u) << name;
+    EXPECT_EQ(st.st_mtime, 1000000000) << name;
+  }
+}
+
+TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasThere) {
+  // Far more than one copy buffer: the first pieces are written before the budget refuses.
+  writeRawPackage(packagePath(), entry("big", "/big", "File"),
+                  {{"/big", incompressible(1024 * 1024)}});
+  kzf::KZFExtractionBudget budget;
+  budget.maxFileBytes = 512 * 1024;
+  EXPECT_KZF_ERROR_WITH(extract(budget), "KZFPACKAGE_EXTRACT_FAILED", "per-file budget");
+  EXPECT_EQ(tree(root()), "");
+
+  writeFile(root() / "big", "the earlier file");
+  EXPECT_KZF_ERROR_WITH(extract(budget), "KZFPACKAGE_EXTRACT_FAILED", "per-file budget");
+  EXPECT_EQ(tree(root()), "big [the earlier file]\n");
+}
+
+enum class Resolver { Openat2, ComponentWalk };
+
+/// Entries spread over many folders, in an order that leaves a folder and comes back to it.
+class FolderSequenceTest : public ExtractionTest, public ::testing::WithParamInterface<Resolver> {
+ protected:
+  void SetUp() override { pathsafety::forceComponentWalk(GetParam() == Resolver::ComponentWalk); }
+  void TearDown() override { pathsafety::forceComponentWalk(false); }
+};
+
+TEST_P(FolderSequenceTest, EveryEntryLandsInItsOwnFolder) {
+  // In name order: "/a/top" first ("/" sorts before letters), then "a/b.txt", "a/b/c.txt",
+  // "a/b/d/e", back up to "a" for "a/b0" and the link "a/l", and so on.
+  std::vector<std::string> files = {"/a/top", "a/b.txt", "a/b/c.txt", "a/b/d/e",
+                                    "a/b0",   "x",       "z/y"};
+  for (int folder = 0; folder < 12; ++folder) {
+    for (int file = 0; file < 3; ++file) {
+      files.push_back("m" + std::to_string(folder) + "/f" + std::to_string(file));
+    }
+  }
+  std::string entries = entry("a/l", "/link", "SymLink") + entry("m3/sub", "", "Folder");
+  std::map<std::string, std::string> parts = {{"/link", "b.txt"}};
+  std::set<std::string> expected = {"a/", "a/b/", "a/b/d/", "a/l -> b.txt", "m3/sub/", "z/"};
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const std::string part = "/p" + std::to_string(i);
+    const std::string place = files[i].front() == '/' ? files[i].substr(1) : files[i];
+    entries += entry(files[i], part, "File");
+    parts[part] = "content of " + place;
+    expected.insert(place + " [content of " + place + "]");
+    if (place.front() == 'm') expected.insert(place.substr(0, place.find('/')) + "/");
+  }
+  writeRawPackage(packagePath(), entries, parts);
+  extract();
+  std::string listing;
+  for (const std::string& line : expected) listing += line + "\n";
+  EXPECT_EQ(tree(root()), listing);
+}
+
+INSTANTIATE_TEST_SUITE_P(Resolvers, FolderSequenceTest,
+                         ::testing::Values(Resolver::Openat2, Resolver::ComponentWalk),
+                         [](const ::testing::TestParamInfo<Resolver>& row) {
+                           return row.param == Resolver::Openat2 ? "Openat2" : "ComponentWalk";
+                         });
+
+/// Extraction under a time zone with daylight saving time.
+class TimeZoneTest : public ExtractionTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  void SetUp() override {
+    if (const char* zone = std::getenv("TZ")) saved_ = zone;
+    ::setenv("TZ", GetParam(), 1);
+    ::tzset();
+  }
+  void TearDown() override {
+    if (saved_) {
+      ::setenv("TZ", saved_->c_str(), 1);
+    } else {
+      ::unsetenv("TZ");
+    }
+    ::tzset();
+  }
+
+ private:
+  std::optional<std::string> saved_;
+};
+
+TEST_P(TimeZoneTest, FilesGetTheStoredCalendarTimeAcrossClockChanges) {
+  // Around the changes of 2021 in Berlin and New York (into the skipped and the repeated
+  // hour), the ends of the signed 32-bit range, and dates that wrap past it.
+  const std::vector<std::pair<std::string, std::int64_t>> dates = {
+      {"2021-03-28T00:59:59Z", 1616893199},
+      {"2021-03-28T01:00:00Z", 1616893200},
+      {"2021-10-31T00:30:00Z", 1635640200},
+      {"2021-10-31T01:30:00Z", 1635643800},
+      {"2021-03-14T06:59:59Z", 1615705199},
+      {"2021-03-14T07:00:00Z", 1615705200},
+      {"2021-11-07T05:30:00Z", 1636263000},
+      {"2021-11-07T06:30:00Z", 1636266600},
+      {"1970-01-01T00:00:00Z", 0},
+      {"2038-01-19T03:14:07Z", 2147483647},
+      {"2038-01-19T03:14:08Z", 2147483648},
+      {"2040-07-01T00:30:00Z", 2224715400},
+      {"2106-02-07T06:28:15Z", 4294967295},
+      // Wrapping to 1916-07-01T00:30:00Z (summer time in Berlin) and to the repeated hour of
+      // New York's 1918-10-27.
+      {"2052-08-06T06:58:16Z", 2606540296},
+      {"2054-12-02T11:58:16Z", 2679825496},
+      {"2054-12-02T12:58:16Z", 2679829096}};
+  std::string entries;
+  std::map<std::string, std::string> parts;
+  for (std::size_t i = 0; i < dates.size(); ++i) {
+    const std::string part = "/d" + std::to_string(i);
+    entries += entry("f" + std::to_string(i), part, "File", " date=\"" + dates[i].first + "\"");
+    parts[part] = dates[i].first;
+  }
+  writeRawPackage(packagePath(), entries, parts);
+  extract();
+  for (std::size_t i = 0; i < dates.size(); ++i) {
+    // What extraction has always given: the wrapped seconds through local time and back.
+    std::time_t wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(dates[i].second));
+    std::tm local{};
+    ASSERT_NE(::localtime_r(&wrapped, &local), nullptr);
+    const std::time_t expected = std::mktime(&local);
+    struct stat st {};
+    ASSERT_EQ(::stat((root() / ("f" + std::to_string(i))).c_str(), &st), 0);
+    EXPECT_EQ(st.st_mtime, expected) << dates[i].first;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Zones, TimeZoneTest,
+                         ::testing::Values("Europe/Berlin", "America/New_York", "UTC"),
+                         [](const ::testing::TestParamInfo<const char*>& row) {
+                           std::string name = row.param;
+                           for (char& c : name) {
+                             if (c == '/') c = '_';
+                           }
+                           return name;
+                         });
+
 struct BrokenPackage {
   const char* label;
   std::string entries;
@@ -150,18 +339,33 @@ TEST_P(BrokenPackageTest, FailsWithItsIdentifier) {
 
 INSTANTIATE_TEST_SUITE_P(
     Manifests, BrokenPackageTest,
-    ::testing::Values(
-        BrokenPackage{"UnknownTypeWord", entry("f", "/f", "file"), {{"/f", "x"}},
-                      "KZFPACKAGE_INVALID_XML", ""},
-        BrokenPackage{"NonNumericPermission", entry("f", "/f", "File", " permissions=\"rwx\""),
-                      {{"/f", "x"}}, "KZFPACKAGE_INVALID_XML", ""},
-        BrokenPackage{"FailsTheSchema", "<fileEntry name=\"f\" type=\"File\" />", {{"/f", "x"}},
-                      "KZFPACKAGE_INVALID_XML", "content"},
-        BrokenPackage{"UnknownElement", "<other />", {}, "KZFPACKAGE_INVALID_XML", ""},
-        BrokenPackage{"MissingPart", entry("f", "/missing", "File"), {},
-                      "KZFPACKAGE_EXTRACT_FAILED", "/missing"},
-        BrokenPackage{"EmptyLinkPart", entry("l", "/l", "SymLink"), {{"/l", ""}},
-                      "KZFPACKAGE_ERROR_READ_FILE", "/l"}),
+    ::testing::Values(BrokenPackage{"UnknownTypeWord",
+                                    entry("f", "/f", "file"),
+                                    {{"/f", "x"}},
+                                    "KZFPACKAGE_INVALID_XML",
+                                    ""},
+                      BrokenPackage{"NonNumericPermission",
+                                    entry("f", "/f", "File", " permissions=\"rwx\""),
+                                    {{"/f", "x"}},
+                                    "KZFPACKAGE_INVALID_XML",
+                                    ""},
+                      BrokenPackage{"FailsTheSchema",
+                                    "<fileEntry name=\"f\" type=\"File\" />",
+                                    {{"/f", "x"}},
+                                    "KZFPACKAGE_INVALID_XML",
+                                    "content"},
+                      BrokenPackage{
+                          "UnknownElement", "<other />", {}, "KZFPACKAGE_INVALID_XML", ""},
+                      BrokenPackage{"MissingPart",
+                                    entry("f", "/missing", "File"),
+                                    {},
+                                    "KZFPACKAGE_EXTRACT_FAILED",
+                                    "/missing"},
+                      BrokenPackage{"EmptyLinkPart",
+                                    entry("l", "/l", "SymLink"),
+                                    {{"/l", ""}},
+                                    "KZFPACKAGE_ERROR_READ_FILE",
+                                    "/l"}),
     [](const ::testing::TestParamInfo<BrokenPackage>& row) { return row.param.label; });
 
 TEST_F(ExtractionTest, CorruptedPartFailsNamingThePart) {

@@ -1,5 +1,9 @@
 // Path safety: which entry names and link targets extraction accepts, and its byte budgets.
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <KzfErrorMatchers.hpp>
+#include <PackageTestSupport.hpp>
 #include <TempDir.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <kzfpackage/KZFPackage.hpp>
@@ -111,6 +115,66 @@ INSTANTIATE_TEST_SUITE_P(
         TargetRow{"ThroughAbsoluteLink", "l", "a/f", {{"a", "/etc"}}, "whose target is absolute"},
         TargetRow{"Loop", "x", "y/..", {{"y", "x/.."}}, "loop of links"}),
     [](const ::testing::TestParamInfo<TargetRow>& row) { return std::string(row.param.label); });
+
+/// A file written into a folder: under its final name when that is free, under a temporary
+/// name renamed over it when something is there already.
+class StagedFileTest : public TempDirTest {
+ protected:
+  void SetUp() override {
+    folder = pathsafety::UniqueFd(::open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY));
+    ASSERT_GE(folder.get(), 0);
+  }
+  /// The names in the folder, sorted, with the content of each.
+  std::string contents() const {
+    std::map<std::string, std::string> found;
+    for (fs::directory_iterator it(tmp.path()), end; it != end; ++it) {
+      found[it->path().filename().string()] = readFile(it->path());
+    }
+    std::string out;
+    for (const auto& [name, content] : found) out += name + "=" + content + ";";
+    return out;
+  }
+
+  pathsafety::UniqueFd folder;
+  const std::string free = "free";
+  const std::string taken = "taken";
+};
+
+TEST_F(StagedFileTest, WithoutCommitNothingStays) {
+  writeFile(tmp / taken, "earlier");
+  {
+    pathsafety::StagedFile file(folder, free, free);
+    file.write("partial", 7);
+    EXPECT_EQ(contents(), "free=partial;taken=earlier;") << "written under the final name";
+  }
+  {
+    pathsafety::StagedFile file(folder, taken, taken);
+    file.write("partial", 7);
+  }
+  EXPECT_EQ(contents(), "taken=earlier;");
+}
+
+TEST_F(StagedFileTest, CommitReplacesWhatWasThereWithoutWritingThroughIt) {
+  writeFile(tmp / "elsewhere", "kept");
+  fs::create_hard_link(tmp / "elsewhere", tmp / taken);
+  fs::create_symlink("elsewhere", tmp / free);
+  for (const std::string* name : {&free, &taken}) {
+    pathsafety::StagedFile file(folder, *name, *name);
+    file.write("new", 3);
+    file.setModificationTime(1000000000);
+    EXPECT_TRUE(file.setPermission(0640));
+    file.commit();
+  }
+  EXPECT_EQ(contents(), "elsewhere=kept;free=new;taken=new;");
+  for (const std::string* name : {&free, &taken}) {
+    struct stat st {};
+    ASSERT_EQ(::lstat((tmp / *name).c_str(), &st), 0);
+    EXPECT_TRUE(S_ISREG(st.st_mode)) << *name;
+    EXPECT_EQ(st.st_nlink, 1u) << *name;
+    EXPECT_EQ(st.st_mode & 07777, 0640u) << *name;
+    EXPECT_EQ(st.st_mtime, 1000000000) << *name;
+  }
+}
 
 /// Extraction budgets, over a package the library writes itself.
 class ExtractionBudgetTest : public TempDirTest {
