@@ -178,7 +178,7 @@ TEST_F(ZipTest, SeventyThousandItemsUseTheZip64EndRecord) {
   }
 }
 
-TEST_F(ZipTest, LookupIsByExactNameAndAPackageCanBeReopened) {
+TEST_F(ZipTest, LookupIsByExactNameOrPositionAndAPackageCanBeReopened) {
   writePackage(packagePath(), {{"Dir/Name.txt", "x"}});
   ZipPhysicalPackage package(upath(packagePath()), false, false);
   for (int round = 0; round < 2; ++round) {
@@ -188,6 +188,11 @@ TEST_F(ZipTest, LookupIsByExactNameAndAPackageCanBeReopened) {
     EXPECT_EQ(package.findItem("/Dir/Name.txt"), nullptr);
     EXPECT_ZIP_ERROR(package.openItem("dir/name.txt"), "package.zip", "'dir/name.txt'",
                      "not in the archive");
+    // By position in the listing, as the package layer opens its parts.
+    auto stream = package.openItemAt(0);
+    char buffer[16];
+    EXPECT_EQ(std::string(buffer, stream->read(buffer, sizeof buffer)), "x");
+    EXPECT_ZIP_ERROR(package.openItemAt(1), "package.zip", "no item number 1");
     package.close(false);
     EXPECT_FALSE(package.isOpen());
   }

@@ -80,7 +80,8 @@ class PackageCore {
   void requireMode(interfaces::OpenMode mode, const char* operation) const;
   void requireSession(std::uint32_t session) const;
   std::uint32_t internType(const std::string& type);
-  std::uint32_t addPart(ustring name, std::string key, std::uint32_t type);
+  /// Appends a part record; the caller files it under its key in partsByKey_.
+  std::uint32_t addPart(ustring name, std::uint32_t type);
   URI sourceURI(std::uint32_t source) const;
   RelationshipSet& relationshipsOf(std::uint32_t source);
   xercesc::DOMLSParser& parser();
@@ -111,6 +112,8 @@ class PackageCore {
   std::uint32_t corePart_ = kPackageSource;
 
   // Read mode.
+  /// The items that are not parts (relationships, content types, items without a type) by
+  /// equivalence key, to their index in the container's listing.
   std::unordered_map<std::string, std::uint32_t> itemsByKey_;
   util::DOMLSParserPtr parser_;
 };

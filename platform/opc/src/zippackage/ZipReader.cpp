@@ -361,7 +361,18 @@ std::unique_ptr<InputStream> ZipReader::openItem(const std::string& name) {
   if (!s.source) throwArchiveError(s.path, "is closed");
   auto found = s.index.find(name);
   if (found == s.index.end()) throwItemError(s.path, name, "is not in the archive");
-  const interfaces::PhysicalItem& item = s.items[found->second];
+  return openItemAt(found->second);
+}
+
+std::unique_ptr<InputStream> ZipReader::openItemAt(std::size_t index) {
+  State& s = *state_;
+  if (!s.source) throwArchiveError(s.path, "is closed");
+  if (index >= s.items.size()) {
+    throwArchiveError(s.path, "has no item number " + std::to_string(index) + " (it has " +
+                                  std::to_string(s.items.size()) + ")");
+  }
+  const interfaces::PhysicalItem& item = s.items[index];
+  const std::string& name = item.name;
   if (item.encrypted) throwItemError(s.path, name, "is encrypted, which is not supported");
   if (item.method != kMethodStored && item.method != kMethodDeflated) {
     throwItemError(s.path, name,
@@ -380,7 +391,7 @@ std::unique_ptr<InputStream> ZipReader::openItem(const std::string& name) {
                        std::to_string(item.compressedSize) +
                        " compressed bytes, beyond deflate's maximum ratio of 1032 to 1");
   }
-  std::uint64_t dataOffset = s.checkLocalHeader(item, s.places[found->second]);
+  std::uint64_t dataOffset = s.checkLocalHeader(item, s.places[index]);
   return std::make_unique<ZipItemInputStream>(s.source, itemLabel(s.path, name), dataOffset, item);
 }
 

@@ -34,6 +34,8 @@ class ZipReader {
   /// directory first; refuses encrypted items, methods other than stored and deflated, and
   /// sizes no deflate stream can produce. The stream checks the size and CRC-32 at its end.
   std::unique_ptr<InputStream> openItem(const std::string& name);
+  /// The same for the item at `index` in items().
+  std::unique_ptr<InputStream> openItemAt(std::size_t index);
   /// Releases the file; open item streams keep their own hold on it until they are destroyed.
   void close();
 
