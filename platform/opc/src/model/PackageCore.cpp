@@ -20,6 +20,8 @@ constexpr char kContentTypesItem[] = "[Content_Types].xml";
 constexpr char kContentTypesKey[] = "[content_types].xml";
 constexpr char kPackageRelationshipsItem[] = "_rels/.rels";
 constexpr char16_t kCorePartFolder[] = u"/docProps/";
+/// Read mode: the part index of an item that is not a part.
+constexpr std::uint32_t kNoPart = std::numeric_limits<std::uint32_t>::max();
 
 std::string itemNameOf(const ustring& partName) {
   // Part names are ASCII once validated: one byte per code unit.
@@ -120,6 +122,7 @@ void PackageCore::reset() {
   coreProperties_.reset();
   corePart_ = kPackageSource;
   itemsByKey_.clear();
+  partOfItem_.clear();
   parser_.reset();
 }
 
@@ -166,7 +169,13 @@ std::uint32_t PackageCore::addPart(ustring name, std::uint32_t type) {
 
 std::optional<std::uint32_t> PackageCore::find(const PartName& name) const {
   requireOpen("look up a part");
-  auto found = partsByKey_.find(name.getEquivalenceKey());
+  std::string key = name.getEquivalenceKey();
+  if (mode_ == OpenMode::Read) {
+    auto item = itemsByKey_.find(key);
+    if (item == itemsByKey_.end() || partOfItem_[item->second] == kNoPart) return std::nullopt;
+    return partOfItem_[item->second];
+  }
+  auto found = partsByKey_.find(key);
   if (found == partsByKey_.end()) return std::nullopt;
   return found->second;
 }
@@ -348,8 +357,7 @@ CoreProperties PackageCore::coreProperties() {
 }
 
 void PackageCore::index() {
-  // Every item is keyed once. A part's key then moves, node and all, to partsByKey_, and
-  // itemsByKey_ keeps the items that are not parts.
+  // Every item is keyed once, and parts are found through their item.
   const std::vector<interfaces::PhysicalItem>& items = physical_->getItems();
   std::vector<const std::string*> keys(items.size());
   itemsByKey_.reserve(items.size());
@@ -374,7 +382,7 @@ void PackageCore::index() {
                                             documentName(contentTypesName), strict_);
 
   parts_.reserve(items.size());
-  partsByKey_.reserve(items.size());
+  partOfItem_.assign(items.size(), kNoPart);
   for (std::size_t i = 0; i < items.size(); ++i) {
     if (i == contentTypesIndex || isRelationshipItemName(items[i].name)) continue;
     const std::string& key = *keys[i];
@@ -390,9 +398,7 @@ void PackageCore::index() {
     }
     std::uint32_t index = addPart(std::move(name), internType(*type));
     parts_[index].item = static_cast<std::uint32_t>(i);
-    auto node = itemsByKey_.extract(key);
-    node.mapped() = index;
-    partsByKey_.insert(std::move(node));
+    partOfItem_[i] = index;
   }
 }
 

@@ -99,6 +99,7 @@ class PackageCore {
   std::uint32_t session_ = 0;
 
   std::vector<PartRecord> parts_;
+  /// Create mode: part indexes by equivalence key.
   std::unordered_map<std::string, std::uint32_t> partsByKey_;
   std::vector<std::string> types_;
   std::unordered_map<std::string, std::uint32_t> typesByText_;
@@ -112,9 +113,11 @@ class PackageCore {
   std::uint32_t corePart_ = kPackageSource;
 
   // Read mode.
-  /// The items that are not parts (relationships, content types, items without a type) by
-  /// equivalence key, to their index in the container's listing.
+  /// Every item's index in the container's listing by equivalence key.
   std::unordered_map<std::string, std::uint32_t> itemsByKey_;
+  /// Each item's part index; kNoPart (in the source) for relationship and content types items,
+  /// items without a content type and, when not strict, items with invalid names.
+  std::vector<std::uint32_t> partOfItem_;
   util::DOMLSParserPtr parser_;
 };
 
