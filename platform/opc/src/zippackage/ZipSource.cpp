@@ -51,7 +51,7 @@ ByteView ZipSource::view(std::uint64_t offset, std::size_t need) {
 std::size_t ZipSource::read(std::uint64_t offset, unsigned char* out, std::size_t count) {
   bool held = offset >= start_ && offset < start_ + filled_;
   if (!held && count >= kDirectRead) return file_.readAt(offset, out, count);
-  ByteView bytes = view(offset, count);
+  ByteView bytes = view(offset, held ? 1 : count);
   std::size_t taken = std::min(bytes.size, count);
   std::memcpy(out, bytes.data, taken);
   return taken;

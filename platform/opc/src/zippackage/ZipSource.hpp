@@ -62,14 +62,14 @@ class ZipSource {
   explicit ZipSource(core::FileHandle file);
 
   const core::FileHandle& file() const { return file_; }
-  const std::string& path() const { return file_.path(); }
 
   /// The bytes from `offset` on: at least `need` of them (at most kWindowCapacity) unless
   /// the file ends first, and as many more as the window holds. Throws std::system_error on a
   /// read error.
   ByteView view(std::uint64_t offset, std::size_t need);
   /// Copies up to `count` bytes at `offset` into `out` and returns how many (0 at the end of
-  /// the file): through the window for small reads, straight into `out` for large ones.
+  /// the file): what the window holds from there first, then through the window for small
+  /// reads and straight into `out` for large ones.
   std::size_t read(std::uint64_t offset, unsigned char* out, std::size_t count);
 
   /// An inflater ready for a new stream; throws std::runtime_error if zlib cannot set one up.

@@ -21,9 +21,9 @@
 // incompressible item spends a negligible share of its bytes in probes (about 4 MiB of 512 MiB).
 // Windows are long because binaries often open with an incompressible stretch of some hundred
 // KiB and go on with well compressible data: judged on 64 KiB windows, a tree of 6,000 files
-// grew by half a percent, a share better spent on a faster level. Each window ends with a
-// Z_BLOCK flush, so that its output is measured exactly rather than less what deflate still
-// holds back; that costs a block boundary per window, a few bytes.
+// grew by half a percent, a share better spent on a faster level. Each deflated window ends
+// with a Z_BLOCK flush, so that its output is measured exactly rather than less what deflate
+// still holds back; that costs a block boundary per window, a few bytes.
 //
 // Items are written in their final place as they arrive. The local header is rewritten once
 // the item is finished, with the CRC and sizes (the temporary file is seekable, so no data
