@@ -52,7 +52,7 @@ TEST_F(ZipTest, ALargeIncompressibleItemIsWrittenAsLargeStoredBlocks) {
   // spending its time on them, and it ends a block every 16 K symbols: some 5 bytes of headers
   // per 16 KiB. At level 0 blocks take up to 64 KiB, which is what shows here that the data
   // went through level 0 rather than through the matcher.
-  const std::string content = randomBytes(40 * kMiB, 5);
+  const std::string content = randomBytes(24 * kMiB, 5);
   writePackage(packagePath(), {{"noise.bin", content}});
   expectValidZip(packagePath());
   std::uint64_t compressed = compressedSize(parseZip(readBytes(packagePath())), "noise.bin");
