@@ -112,6 +112,9 @@ class MemoryPhysicalPackage : public opc::interfaces::IPhysicalPackage {
     }
     throw std::runtime_error("memory container: no item " + name);
   }
+  std::unique_ptr<opc::InputStream> openItemAt(std::size_t index) override {
+    return openItem(listing_.at(index).name);
+  }
   /// How often each item was opened for reading.
   int openCount(const std::string& name) const {
     auto found = opens_.find(name);

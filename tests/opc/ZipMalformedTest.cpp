@@ -108,6 +108,15 @@ INSTANTIATE_TEST_SUITE_P(
                         setBoth32(b, first(l), &HeaderFields::sizeAt, 2999);
                       },
                       {"'first.txt'", "more than its declared size of 2999"}},
+        MalformedCase{"DeflateStreamCutShort",
+                      [](Bytes& b, const ZipLayout& l) {
+                        setBoth32(b, first(l), &HeaderFields::compressedAt,
+                                  static_cast<std::uint32_t>(first(l).central.compressedSize - 10));
+                      },
+                      {"'first.txt'", "compressed data ends before its deflate stream does"}},
+        MalformedCase{"LocalExtraFieldPushesTheDataIntoTheNextItem",
+                      [](Bytes& b, const ZipLayout& l) { put16(b, first(l).local.at + 28, 64); },
+                      {"'first.txt'", "data runs past the start of the next item"}},
         MalformedCase{
             "StoredSizesDisagree",
             [](Bytes& b, const ZipLayout& l) { setBoth32(b, second(l), &HeaderFields::sizeAt, 5); },

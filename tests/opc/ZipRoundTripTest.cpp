@@ -117,6 +117,41 @@ TEST_F(ZipTest, SeveralItemStreamsReadInterleaved) {
   EXPECT_ZIP_ERROR(package.openItem("one"), "package.zip", "not open for reading");
 }
 
+TEST_F(ZipTest, ItemsOfAllSizesReadBackInAnyOrderAndWithAnyBlockSize) {
+  // Small items share read-ahead windows with their neighbours' headers; others straddle window
+  // ends or span many windows, stored ones large enough to be read past the window. Read in
+  // file order, backwards and hopping, each with several block sizes.
+  std::vector<TestItem> items;
+  const std::size_t sizes[] = {0, 1, 30, 700, 5000, 16000, 40000, 70000, 300000, 1200000};
+  std::uint32_t seed = 1;
+  for (std::size_t size : sizes) {
+    for (CompressionType compression : {CompressionType::Deflated, CompressionType::Stored}) {
+      std::string name = "s" + std::to_string(size) +
+                         (compression == CompressionType::Stored ? ".stored" : ".deflated");
+      std::string content = seed % 3 == 0 ? randomBytes(size, seed) : sampleBytes(size, seed);
+      items.push_back({name, content, compression});
+      ++seed;
+    }
+  }
+  writePackage(packagePath(), items);
+
+  ZipPhysicalPackage package(upath(packagePath()), false, false);
+  package.open(OpenMode::Read);
+  std::vector<std::size_t> order(items.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::vector<std::size_t> backwards(order.rbegin(), order.rend());
+  std::vector<std::size_t> hopping;
+  for (std::size_t i = 0; i < order.size(); ++i) hopping.push_back(i * 7 % order.size());
+  for (const auto& sequence : {order, backwards, hopping}) {
+    for (std::size_t block : {std::size_t{1000}, std::size_t{65536}, std::size_t{1} << 20}) {
+      for (std::size_t i : sequence) {
+        EXPECT_TRUE(readItem(package, items[i].name, block) == items[i].content)
+            << items[i].name << " read in blocks of " << block;
+      }
+    }
+  }
+}
+
 TEST_F(ZipTest, SeventyThousandItemsUseTheZip64EndRecord) {
   const std::size_t count = 70000;
   {
@@ -143,7 +178,7 @@ TEST_F(ZipTest, SeventyThousandItemsUseTheZip64EndRecord) {
   }
 }
 
-TEST_F(ZipTest, LookupIsByExactNameAndAPackageCanBeReopened) {
+TEST_F(ZipTest, LookupIsByExactNameOrPositionAndAPackageCanBeReopened) {
   writePackage(packagePath(), {{"Dir/Name.txt", "x"}});
   ZipPhysicalPackage package(upath(packagePath()), false, false);
   for (int round = 0; round < 2; ++round) {
@@ -153,6 +188,11 @@ TEST_F(ZipTest, LookupIsByExactNameAndAPackageCanBeReopened) {
     EXPECT_EQ(package.findItem("/Dir/Name.txt"), nullptr);
     EXPECT_ZIP_ERROR(package.openItem("dir/name.txt"), "package.zip", "'dir/name.txt'",
                      "not in the archive");
+    // By position in the listing, as the package layer opens its parts.
+    auto stream = package.openItemAt(0);
+    char buffer[16];
+    EXPECT_EQ(std::string(buffer, stream->read(buffer, sizeof buffer)), "x");
+    EXPECT_ZIP_ERROR(package.openItemAt(1), "package.zip", "no item number 1");
     package.close(false);
     EXPECT_FALSE(package.isOpen());
   }

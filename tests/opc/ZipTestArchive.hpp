@@ -97,6 +97,19 @@ inline std::string sampleBytes(std::size_t size, std::uint32_t seed = 1) {
   return data;
 }
 
+/// Deterministic bytes that no compressor can shrink.
+inline std::string randomBytes(std::size_t size, std::uint64_t seed = 1) {
+  std::string data(size, '\0');
+  std::uint64_t state = seed * 0x9E3779B97F4A7C15ull + 1;
+  for (char& c : data) {
+    state ^= state << 13;
+    state ^= state >> 7;
+    state ^= state << 17;
+    c = static_cast<char>(state >> 24);
+  }
+  return data;
+}
+
 inline std::vector<unsigned char> readBytes(const boost::filesystem::path& path) {
   std::ifstream in(path.string(), std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

@@ -20,6 +20,8 @@ constexpr char kContentTypesItem[] = "[Content_Types].xml";
 constexpr char kContentTypesKey[] = "[content_types].xml";
 constexpr char kPackageRelationshipsItem[] = "_rels/.rels";
 constexpr char16_t kCorePartFolder[] = u"/docProps/";
+/// Read mode: the part index of an item that is not a part.
+constexpr std::uint32_t kNoPart = std::numeric_limits<std::uint32_t>::max();
 
 std::string itemNameOf(const ustring& partName) {
   // Part names are ASCII once validated: one byte per code unit.
@@ -120,6 +122,7 @@ void PackageCore::reset() {
   coreProperties_.reset();
   corePart_ = kPackageSource;
   itemsByKey_.clear();
+  partOfItem_.clear();
   parser_.reset();
 }
 
@@ -146,24 +149,33 @@ void PackageCore::requireSession(std::uint32_t session) const {
 }
 
 std::uint32_t PackageCore::internType(const std::string& type) {
-  auto [it, inserted] = typesByText_.emplace(type, static_cast<std::uint32_t>(types_.size()));
-  if (inserted) types_.push_back(type);
-  return it->second;
+  // Most parts share a few types: look up before building a node that is mostly thrown away.
+  auto found = typesByText_.find(type);
+  if (found != typesByText_.end()) return found->second;
+  auto index = static_cast<std::uint32_t>(types_.size());
+  typesByText_.emplace(type, index);
+  types_.push_back(type);
+  return index;
 }
 
-std::uint32_t PackageCore::addPart(ustring name, std::string key, std::uint32_t type) {
+std::uint32_t PackageCore::addPart(ustring name, std::uint32_t type) {
   auto index = static_cast<std::uint32_t>(parts_.size());
   PartRecord record;
   record.name = std::move(name);
   record.type = type;
   parts_.push_back(std::move(record));
-  partsByKey_.emplace(std::move(key), index);
   return index;
 }
 
 std::optional<std::uint32_t> PackageCore::find(const PartName& name) const {
   requireOpen("look up a part");
-  auto found = partsByKey_.find(name.getEquivalenceKey());
+  std::string key = name.getEquivalenceKey();
+  if (mode_ == OpenMode::Read) {
+    auto item = itemsByKey_.find(key);
+    if (item == itemsByKey_.end() || partOfItem_[item->second] == kNoPart) return std::nullopt;
+    return partOfItem_[item->second];
+  }
+  auto found = partsByKey_.find(key);
   if (found == partsByKey_.end()) return std::nullopt;
   return found->second;
 }
@@ -197,7 +209,8 @@ std::uint32_t PackageCore::createPart(const PartName& name, const ContentType& t
   }
   std::shared_ptr<OutputStream> stream =
       physical_->createItem(name.getItemName(), info.getCompressionType(), info.getSize());
-  std::uint32_t index = addPart(name.toString(), std::move(key), internType(type.toString()));
+  std::uint32_t index = addPart(name.toString(), internType(type.toString()));
+  partsByKey_.emplace(std::move(key), index);
   currentStream_ = std::move(stream);
   currentPart_ = index;
   return index;
@@ -228,7 +241,7 @@ std::shared_ptr<OutputStream> PackageCore::outputStream(std::uint32_t index,
 std::unique_ptr<InputStream> PackageCore::inputStream(std::uint32_t index, std::uint32_t session) {
   requireMode(OpenMode::Read, "read a part");
   requireSession(session);
-  return physical_->openItem(physical_->getItems()[parts_[index].item].name);
+  return physical_->openItemAt(parts_[index].item);
 }
 
 URI PackageCore::sourceURI(std::uint32_t source) const {
@@ -252,8 +265,8 @@ RelationshipSet& PackageCore::relationshipsOf(std::uint32_t source) {
       if (item != itemsByKey_.end()) {
         const std::string& itemName = physical_->getItems()[item->second].name;
         RelationshipSet read;
-        readRelationships(parser(), *physical_->openItem(itemName), documentName(itemName), strict_,
-                          sourceURI(source), read);
+        readRelationships(parser(), *physical_->openItemAt(item->second), documentName(itemName),
+                          strict_, sourceURI(source), read);
         packageRelationships_ = std::move(read);
       }
       packageRelationshipsRead_ = true;
@@ -268,8 +281,8 @@ RelationshipSet& PackageCore::relationshipsOf(std::uint32_t source) {
     if (item != itemsByKey_.end()) {
       const std::string& itemName = physical_->getItems()[item->second].name;
       RelationshipSet read;
-      readRelationships(parser(), *physical_->openItem(itemName), documentName(itemName), strict_,
-                        sourceURI(source), read);
+      readRelationships(parser(), *physical_->openItemAt(item->second), documentName(itemName),
+                        strict_, sourceURI(source), read);
       *record.relationships = std::move(read);
     }
     record.relationshipsRead = true;
@@ -317,8 +330,8 @@ void PackageCore::setCoreProperties(const CoreProperties& properties) {
     for (int n = 1; partsByKey_.count(name.getEquivalenceKey()) != 0; ++n) {
       name = PartName(ustring(kCorePartFolder) + u"core" + widenAscii(std::to_string(n)) + u".xml");
     }
-    corePart_ =
-        addPart(name.toString(), name.getEquivalenceKey(), internType(kCorePropertiesContentType));
+    corePart_ = addPart(name.toString(), internType(kCorePropertiesContentType));
+    partsByKey_.emplace(name.getEquivalenceKey(), corePart_);
     parts_[corePart_].managed = true;
     addRelationship(kPackageSource, session_, kCorePropertiesRelationship, name.getURI(),
                     TargetMode::Internal, u"");
@@ -337,13 +350,16 @@ CoreProperties PackageCore::coreProperties() {
     }
     const PartRecord& record = parts_[get(PartName(relationship.getTargetURI(true)))];
     const std::string& itemName = physical_->getItems()[record.item].name;
-    return readCoreProperties(parser(), *physical_->openItem(itemName), documentName(itemName));
+    return readCoreProperties(parser(), *physical_->openItemAt(record.item),
+                              documentName(itemName));
   }
   return CoreProperties();
 }
 
 void PackageCore::index() {
+  // Every item is keyed once, and parts are found through their item.
   const std::vector<interfaces::PhysicalItem>& items = physical_->getItems();
+  std::vector<const std::string*> keys(items.size());
   itemsByKey_.reserve(items.size());
   for (std::size_t i = 0; i < items.size(); ++i) {
     auto [it, inserted] = itemsByKey_.emplace(opc::detail::asciiLowerCopy(items[i].name),
@@ -352,6 +368,7 @@ void PackageCore::index() {
       throw InvalidPackage(describe(path_) + ": the items \"" + items[it->second].name +
                            "\" and \"" + items[i].name + "\" have equivalent names");
     }
+    keys[i] = &it->first;
   }
 
   auto contentTypesItem = itemsByKey_.find(kContentTypesKey);
@@ -359,15 +376,16 @@ void PackageCore::index() {
     throw InvalidPackage(describe(path_) + ": the package has no " + kContentTypesItem +
                          " item, so it is not a package");
   }
-  const std::string& contentTypesName = items[contentTypesItem->second].name;
-  ContentTypeTable table = readContentTypes(parser(), *physical_->openItem(contentTypesName),
+  std::uint32_t contentTypesIndex = contentTypesItem->second;
+  const std::string& contentTypesName = items[contentTypesIndex].name;
+  ContentTypeTable table = readContentTypes(parser(), *physical_->openItemAt(contentTypesIndex),
                                             documentName(contentTypesName), strict_);
 
   parts_.reserve(items.size());
-  partsByKey_.reserve(items.size());
+  partOfItem_.assign(items.size(), kNoPart);
   for (std::size_t i = 0; i < items.size(); ++i) {
-    if (i == contentTypesItem->second || isRelationshipItemName(items[i].name)) continue;
-    std::string key = opc::detail::asciiLowerCopy(items[i].name);
+    if (i == contentTypesIndex || isRelationshipItemName(items[i].name)) continue;
+    const std::string& key = *keys[i];
     const std::string* type = table.find(key);
     if (type == nullptr) continue;  // an item without a content type is not a part
     // Bytes are widened one to one, so a raw non-ASCII byte is refused by name validation.
@@ -378,8 +396,9 @@ void PackageCore::index() {
       if (strict_) throw;
       continue;
     }
-    std::uint32_t index = addPart(std::move(name), std::move(key), internType(*type));
+    std::uint32_t index = addPart(std::move(name), internType(*type));
     parts_[index].item = static_cast<std::uint32_t>(i);
+    partOfItem_[i] = index;
   }
 }
 

@@ -80,7 +80,8 @@ class PackageCore {
   void requireMode(interfaces::OpenMode mode, const char* operation) const;
   void requireSession(std::uint32_t session) const;
   std::uint32_t internType(const std::string& type);
-  std::uint32_t addPart(ustring name, std::string key, std::uint32_t type);
+  /// Appends a part record; the caller files it under its key in partsByKey_.
+  std::uint32_t addPart(ustring name, std::uint32_t type);
   URI sourceURI(std::uint32_t source) const;
   RelationshipSet& relationshipsOf(std::uint32_t source);
   xercesc::DOMLSParser& parser();
@@ -98,6 +99,7 @@ class PackageCore {
   std::uint32_t session_ = 0;
 
   std::vector<PartRecord> parts_;
+  /// Create mode: part indexes by equivalence key.
   std::unordered_map<std::string, std::uint32_t> partsByKey_;
   std::vector<std::string> types_;
   std::unordered_map<std::string, std::uint32_t> typesByText_;
@@ -111,7 +113,11 @@ class PackageCore {
   std::uint32_t corePart_ = kPackageSource;
 
   // Read mode.
+  /// Every item's index in the container's listing by equivalence key.
   std::unordered_map<std::string, std::uint32_t> itemsByKey_;
+  /// Each item's part index; kNoPart (in the source) for relationship and content types items,
+  /// items without a content type and, when not strict, items with invalid names.
+  std::vector<std::uint32_t> partOfItem_;
   util::DOMLSParserPtr parser_;
 };
 

@@ -1,9 +1,6 @@
 // Item streams of a zip archive: positioned reads, raw inflate, size and CRC-32 checks.
 #include "ZipItemInputStream.hpp"
 
-#define ZLIB_CONST
-#include <zlib.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstdio>
@@ -16,8 +13,6 @@
 namespace opc::zippackage {
 
 namespace {
-constexpr std::size_t kInputChunk = 64 * 1024;
-
 std::string hex32(std::uint32_t value) {
   char text[11];
   std::snprintf(text, sizeof text, "0x%08x", value);
@@ -25,28 +20,10 @@ std::string hex32(std::uint32_t value) {
 }
 }  // namespace
 
-/// A raw inflate stream, ended when destroyed. Not movable: zlib keeps a pointer back to it.
-class Inflater {
- public:
-  Inflater() : rc_(inflateInit2(&stream_, -MAX_WBITS)) {}
-  ~Inflater() {
-    if (rc_ == Z_OK) inflateEnd(&stream_);
-  }
-  Inflater(const Inflater&) = delete;
-  Inflater& operator=(const Inflater&) = delete;
-
-  int initResult() const { return rc_; }
-  z_stream& stream() { return stream_; }
-
- private:
-  z_stream stream_{};
-  int rc_;
-};
-
-ZipItemInputStream::ZipItemInputStream(std::shared_ptr<const core::FileHandle> file,
-                                       std::string label, std::uint64_t dataOffset,
+ZipItemInputStream::ZipItemInputStream(std::shared_ptr<ZipSource> source, std::string label,
+                                       std::uint64_t dataOffset,
                                        const interfaces::PhysicalItem& item)
-    : file_(std::move(file)),
+    : source_(std::move(source)),
       label_(std::move(label)),
       position_(dataOffset),
       storedLeft_(item.compressedSize),
@@ -55,7 +32,7 @@ ZipItemInputStream::ZipItemInputStream(std::shared_ptr<const core::FileHandle> f
       deflated_(item.method == format::kMethodDeflated),
       crc_(static_cast<std::uint32_t>(crc32_z(0, nullptr, 0))) {}
 
-ZipItemInputStream::~ZipItemInputStream() = default;
+ZipItemInputStream::~ZipItemInputStream() { source_->giveBack(std::move(inflater_)); }
 
 std::size_t ZipItemInputStream::read(char* buffer, std::size_t max) {
   if (!failure_.empty()) throw std::runtime_error(failure_);
@@ -70,7 +47,7 @@ std::size_t ZipItemInputStream::readFile(unsigned char* out, std::size_t max) {
   auto want = static_cast<std::size_t>(std::min<std::uint64_t>(max, storedLeft_));
   std::size_t got = 0;
   try {
-    got = file_->readAt(position_, out, want);
+    got = source_->read(position_, out, want);
   } catch (const std::system_error& error) {
     fail("read error: " + error.code().message());
   }
@@ -78,6 +55,20 @@ std::size_t ZipItemInputStream::readFile(unsigned char* out, std::size_t max) {
   position_ += got;
   storedLeft_ -= got;
   return got;
+}
+
+ByteView ZipItemInputStream::viewFile() {
+  ByteView bytes;
+  try {
+    bytes = source_->view(position_, 1);
+  } catch (const std::system_error& error) {
+    fail("read error: " + error.code().message());
+  }
+  if (bytes.size == 0) fail("the file ends inside the item's data");
+  bytes.size = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size, storedLeft_));
+  position_ += bytes.size;
+  storedLeft_ -= bytes.size;
+  return bytes;
 }
 
 std::size_t ZipItemInputStream::readStored(unsigned char* out, std::size_t max) {
@@ -89,12 +80,11 @@ std::size_t ZipItemInputStream::readStored(unsigned char* out, std::size_t max) 
 
 std::size_t ZipItemInputStream::readDeflated(unsigned char* out, std::size_t max) {
   if (!inflater_) {
-    inflater_ = std::make_unique<Inflater>();
-    if (inflater_->initResult() != Z_OK) {
-      fail(std::string("cannot set up the inflater: ") + zError(inflater_->initResult()));
+    try {
+      inflater_ = source_->borrowInflater();
+    } catch (const std::runtime_error& error) {
+      fail(error.what());
     }
-    input_.resize(static_cast<std::size_t>(
-        std::min<std::uint64_t>(kInputChunk, std::max<std::uint64_t>(storedLeft_, 1))));
   }
   z_stream& z = inflater_->stream();
   auto offered = static_cast<unsigned>(std::min<std::size_t>(max, UINT_MAX));
@@ -103,8 +93,13 @@ std::size_t ZipItemInputStream::readDeflated(unsigned char* out, std::size_t max
   bool ended = false;
   while (z.avail_out > 0) {
     if (z.avail_in == 0 && storedLeft_ > 0) {
-      z.avail_in = static_cast<unsigned>(readFile(input_.data(), input_.size()));
-      z.next_in = input_.data();
+      ByteView input = viewFile();
+      auto chunk = static_cast<unsigned>(std::min<std::size_t>(input.size, UINT_MAX));
+      z.next_in = input.data;
+      z.avail_in = chunk;
+      // Whatever of the view inflate leaves is handed back below.
+      position_ -= input.size - chunk;
+      storedLeft_ += input.size - chunk;
     }
     int rc = inflate(&z, Z_NO_FLUSH);
     if (rc == Z_STREAM_END) {
@@ -119,11 +114,15 @@ std::size_t ZipItemInputStream::readDeflated(unsigned char* out, std::size_t max
            (z.msg != nullptr ? z.msg : zError(rc)) + ")");
     }
   }
+  // The input viewed in place is only valid until the source's next read, which may be another
+  // stream's: bytes inflate has not taken are read again next time.
+  position_ -= z.avail_in;
+  storedLeft_ += z.avail_in;
+  z.avail_in = 0;
   std::size_t got = offered - z.avail_out;
   account(out, got);
   if (ended) {
-    if (z.avail_in > 0 || storedLeft_ > 0)
-      fail("has stored bytes after the end of its deflate stream");
+    if (storedLeft_ > 0) fail("has stored bytes after the end of its deflate stream");
     finish();
   }
   return got;

@@ -110,6 +110,11 @@ std::unique_ptr<InputStream> ZipPhysicalPackage::openItem(const std::string& nam
   return impl_->reader->openItem(name);
 }
 
+std::unique_ptr<InputStream> ZipPhysicalPackage::openItemAt(std::size_t index) {
+  impl_->require(OpenMode::Read);
+  return impl_->reader->openItemAt(index);
+}
+
 std::shared_ptr<OutputStream> ZipPhysicalPackage::createItem(
     const std::string& name, interfaces::CompressionType compression, std::uint64_t sizeHint) {
   impl_->require(OpenMode::Create);

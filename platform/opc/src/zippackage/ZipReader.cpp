@@ -20,6 +20,7 @@
 #include "ZipErrors.hpp"
 #include "ZipFormat.hpp"
 #include "ZipItemInputStream.hpp"
+#include "ZipSource.hpp"
 
 namespace opc::zippackage {
 
@@ -29,9 +30,9 @@ using namespace format;
 
 /// The end record sits in the last 22 bytes plus at most a 65,535-byte comment.
 constexpr std::size_t kEndSearchLength = kEndSize + 0xFFFF;
-/// Holds any one central record (46 bytes and three fields of at most 65,535 bytes each), so
-/// no buffer is ever sized from a length the archive declares.
-constexpr std::size_t kDirectoryBufferSize = 256 * 1024;
+// The window takes any one central record (46 bytes and three fields of at most 65,535 bytes
+// each) and any local header whole, so no buffer is ever sized from a length the archive declares.
+static_assert(ZipSource::kWindowCapacity >= kCentralHeaderSize + 3 * 0xFFFF);
 constexpr std::uint16_t kFlagDataDescriptor = 0x0008;
 
 /// a + b + c, or false when the sum does not fit in 64 bits.
@@ -41,40 +42,29 @@ bool checkedSum(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t
   return true;
 }
 
-/// Sequential reads of a region of the file through a fixed buffer.
+/// Sequential reads of a region of the file through the source's window.
 class RegionReader {
  public:
-  RegionReader(const core::FileHandle& file, std::uint64_t start, std::uint64_t end)
-      : file_(file), next_(start), end_(end), buffer_(kDirectoryBufferSize) {}
+  RegionReader(ZipSource& source, std::uint64_t start, std::uint64_t end)
+      : source_(source), next_(start), end_(end) {}
 
-  /// The next `count` bytes, or null when the region ends first. Valid until the next call.
+  /// The next `count` bytes (at most the window's capacity), or null when the region ends
+  /// first. Valid until the next read of the source.
   const unsigned char* take(std::size_t count) {
-    if (filled_ - begin_ < count) {
-      std::memmove(buffer_.data(), buffer_.data() + begin_, filled_ - begin_);
-      filled_ -= begin_;
-      begin_ = 0;
-      auto want =
-          static_cast<std::size_t>(std::min<std::uint64_t>(buffer_.size() - filled_, end_ - next_));
-      std::size_t got = file_.readAt(next_, buffer_.data() + filled_, want);
-      next_ += got;
-      filled_ += got;
-      if (filled_ < count) return nullptr;
-    }
-    const unsigned char* bytes = buffer_.data() + begin_;
-    begin_ += count;
-    return bytes;
+    if (count > end_ - next_) return nullptr;
+    ByteView bytes = source_.view(next_, count);
+    if (bytes.size < count) return nullptr;
+    next_ += count;
+    return bytes.data;
   }
 
   /// The file offset of the next byte to take.
-  std::uint64_t position() const { return next_ - (filled_ - begin_); }
+  std::uint64_t position() const { return next_; }
 
  private:
-  const core::FileHandle& file_;
+  ZipSource& source_;
   std::uint64_t next_;
   std::uint64_t end_;
-  std::vector<unsigned char> buffer_;
-  std::size_t begin_ = 0;
-  std::size_t filled_ = 0;
 };
 
 /// The body of the Zip64 block (id 1) in an extra field, if any. `wellFormed` turns false when
@@ -122,10 +112,10 @@ struct Placement {
 struct ZipReader::State {
   explicit State(const std::string& archivePath)
       : path(archivePath),
-        file(std::make_shared<core::FileHandle>(core::FileHandle::openForReading(archivePath))) {}
+        source(std::make_shared<ZipSource>(core::FileHandle::openForReading(archivePath))) {}
 
   void openDirectory() {
-    std::uint64_t fileSize = file->size();
+    std::uint64_t fileSize = source->file().size();
     if (fileSize < kEndSize) {
       throwArchiveError(path, "is not a zip archive: " + std::to_string(fileSize) +
                                   " bytes are too few to hold one");
@@ -141,7 +131,7 @@ struct ZipReader::State {
     auto tailLength = static_cast<std::size_t>(std::min<std::uint64_t>(fileSize, kEndSearchLength));
     std::uint64_t tailStart = fileSize - tailLength;
     std::vector<unsigned char> tail(tailLength);
-    std::size_t got = file->readAt(tailStart, tail.data(), tail.size());
+    std::size_t got = source->file().readAt(tailStart, tail.data(), tail.size());
     std::size_t at = tailLength - kEndSize + 1;
     bool found = false;
     while (got == tailLength && at-- > 0) {
@@ -165,13 +155,14 @@ struct ZipReader::State {
 
     unsigned char locator[kZip64LocatorSize];
     if (endOffset >= kZip64LocatorSize &&
-        file->readAt(endOffset - kZip64LocatorSize, locator, sizeof locator) == sizeof locator &&
+        source->file().readAt(endOffset - kZip64LocatorSize, locator, sizeof locator) ==
+            sizeof locator &&
         get32(locator) == kZip64LocatorSignature) {
       std::uint64_t recordOffset = get64(locator + 8);
       unsigned char record[kZip64EndSize];
       if (endOffset - kZip64LocatorSize < kZip64EndSize ||
           recordOffset > endOffset - kZip64LocatorSize - kZip64EndSize ||
-          file->readAt(recordOffset, record, sizeof record) != sizeof record ||
+          source->file().readAt(recordOffset, record, sizeof record) != sizeof record ||
           get32(record) != kZip64EndSignature) {
         throwArchiveError(path, "its Zip64 end of central directory record is missing or damaged");
       }
@@ -193,7 +184,7 @@ struct ZipReader::State {
   }
 
   void readDirectory(const DirectoryExtent& directory) {
-    RegionReader reader(*file, directory.offset, directory.offset + directory.size);
+    RegionReader reader(*source, directory.offset, directory.offset + directory.size);
     auto capacity = std::min<std::uint64_t>(directory.count, directory.size / kCentralHeaderSize);
     items.reserve(static_cast<std::size_t>(capacity));
     places.reserve(static_cast<std::size_t>(capacity));
@@ -285,22 +276,26 @@ struct ZipReader::State {
   }
 
   /// Checks the item's local header against its central record and returns where the item's
-  /// data begins.
+  /// data begins. The header is read through the source's window, which the item's data then
+  /// usually follows into.
   std::uint64_t checkLocalHeader(const interfaces::PhysicalItem& item, const Placement& place) {
-    unsigned char header[kLocalHeaderSize];
-    if (file->readAt(place.localOffset, header, sizeof header) != sizeof header ||
-        get32(header) != kLocalHeaderSignature) {
+    ByteView bytes = source->view(place.localOffset, kLocalHeaderSize);
+    if (bytes.size < kLocalHeaderSize || get32(bytes.data) != kLocalHeaderSignature) {
       throwItemError(path, item.name,
                      "has no local header at offset " + std::to_string(place.localOffset));
     }
+    unsigned char header[kLocalHeaderSize];
+    std::memcpy(header, bytes.data, sizeof header);
     std::uint16_t flags = get16(header + 6);
     std::size_t nameLength = get16(header + 26);
     std::size_t extraLength = get16(header + 28);
-    std::string localName(nameLength, '\0');
-    if (file->readAt(place.localOffset + kLocalHeaderSize, localName.data(), nameLength) !=
-            nameLength ||
-        localName != item.name) {
-      throwItemError(path, item.name, "its local header gives another name ('" + localName + "')");
+    bytes = source->view(place.localOffset + kLocalHeaderSize, nameLength + extraLength);
+    const auto* localName = reinterpret_cast<const char*>(bytes.data);
+    std::size_t nameGot = std::min(bytes.size, nameLength);
+    if (nameGot != nameLength || item.name.compare(0, std::string::npos, localName, nameGot) != 0) {
+      throwItemError(
+          path, item.name,
+          "its local header gives another name ('" + std::string(localName, nameGot) + "')");
     }
     const char* disagreement = nullptr;
     if (get16(header + 8) != item.method) {
@@ -312,10 +307,8 @@ struct ZipReader::State {
       std::uint64_t size = get32(header + 22);
       std::uint64_t compressedSize = get32(header + 18);
       if (size == kZip64Marker32 || compressedSize == kZip64Marker32) {
-        std::vector<unsigned char> extra(extraLength);
-        std::uint64_t offset = place.localOffset + kLocalHeaderSize + nameLength;
         Zip64Block block =
-            findZip64Block(extra.data(), file->readAt(offset, extra.data(), extra.size()));
+            findZip64Block(bytes.data + nameLength, std::min(bytes.size - nameLength, extraLength));
         if (block.length >= 16) {
           size = get64(block.body);
           compressedSize = get64(block.body + 8);
@@ -342,7 +335,7 @@ struct ZipReader::State {
   }
 
   std::string path;
-  std::shared_ptr<core::FileHandle> file;
+  std::shared_ptr<ZipSource> source;
   std::vector<interfaces::PhysicalItem> items;
   std::vector<Placement> places;
   std::unordered_map<std::string, std::size_t> index;
@@ -365,10 +358,21 @@ const interfaces::PhysicalItem* ZipReader::find(const std::string& name) const {
 
 std::unique_ptr<InputStream> ZipReader::openItem(const std::string& name) {
   State& s = *state_;
-  if (!s.file) throwArchiveError(s.path, "is closed");
+  if (!s.source) throwArchiveError(s.path, "is closed");
   auto found = s.index.find(name);
   if (found == s.index.end()) throwItemError(s.path, name, "is not in the archive");
-  const interfaces::PhysicalItem& item = s.items[found->second];
+  return openItemAt(found->second);
+}
+
+std::unique_ptr<InputStream> ZipReader::openItemAt(std::size_t index) {
+  State& s = *state_;
+  if (!s.source) throwArchiveError(s.path, "is closed");
+  if (index >= s.items.size()) {
+    throwArchiveError(s.path, "has no item number " + std::to_string(index) + " (it has " +
+                                  std::to_string(s.items.size()) + ")");
+  }
+  const interfaces::PhysicalItem& item = s.items[index];
+  const std::string& name = item.name;
   if (item.encrypted) throwItemError(s.path, name, "is encrypted, which is not supported");
   if (item.method != kMethodStored && item.method != kMethodDeflated) {
     throwItemError(s.path, name,
@@ -387,14 +391,14 @@ std::unique_ptr<InputStream> ZipReader::openItem(const std::string& name) {
                        std::to_string(item.compressedSize) +
                        " compressed bytes, beyond deflate's maximum ratio of 1032 to 1");
   }
-  std::uint64_t dataOffset = s.checkLocalHeader(item, s.places[found->second]);
-  return std::make_unique<ZipItemInputStream>(s.file, itemLabel(s.path, name), dataOffset, item);
+  std::uint64_t dataOffset = s.checkLocalHeader(item, s.places[index]);
+  return std::make_unique<ZipItemInputStream>(s.source, itemLabel(s.path, name), dataOffset, item);
 }
 
 void ZipReader::close() {
   // Item streams may still share the file; the last owner closes it.
-  std::shared_ptr<core::FileHandle> file = std::move(state_->file);
-  if (file && file.use_count() == 1) file->close();
+  std::shared_ptr<ZipSource> source = std::move(state_->source);
+  if (source && source.use_count() == 1) source->close();
 }
 
 }  // namespace opc::zippackage

@@ -12,8 +12,9 @@ namespace opc::zippackage {
 /// An open zip archive. The constructor finds the end records (Zip64 ones included), reads the
 /// central directory once and checks it: names taken by their recorded length (a NUL refused),
 /// no duplicate names, no item overlapping another or the directory. Items are looked up in a hash
-/// index; each item stream reads the file with its own positioned reads and its own inflater, so
-/// several may be open at once and may outlive the reader. Every failure is a std::runtime_error
+/// index. The reader and its item streams read the file through one shared ZipSource (a
+/// read-ahead window and a reused inflater); several streams may be open at once and may outlive
+/// the reader, used from one thread at a time. Every failure is a std::runtime_error
 /// naming the file (and the item) and the reason. Movable, not copyable; the destructor closes
 /// quietly if close() never ran.
 class ZipReader {
@@ -33,6 +34,8 @@ class ZipReader {
   /// directory first; refuses encrypted items, methods other than stored and deflated, and
   /// sizes no deflate stream can produce. The stream checks the size and CRC-32 at its end.
   std::unique_ptr<InputStream> openItem(const std::string& name);
+  /// The same for the item at `index` in items().
+  std::unique_ptr<InputStream> openItemAt(std::size_t index);
   /// Releases the file; open item streams keep their own hold on it until they are destroyed.
   void close();
 

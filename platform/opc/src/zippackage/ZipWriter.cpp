@@ -10,6 +10,21 @@
 // on one long-lived z_stream, reset between items (a reset costs a fraction of a fresh stream's
 // set-up, which matters over tens of thousands of small items), with the CRC-32 computed here.
 //
+// Data that does not shrink (already compressed files, random bytes) costs deflate several
+// times what copying it does and gains nothing. So an item's data is fed to deflate in windows
+// and each window's output is weighed against its input: when a window does not come out below
+// kShrinkPercent of its size, the live stream is switched to level 0 with deflateParams, where
+// zlib copies the input out as stored deflate blocks. The item stays one valid deflate stream
+// (method 8) and costs little more than a copy. After a stretch of stored data the normal level
+// is tried again on a short probe window, since content may change within an item; each probe
+// that still finds no gain doubles the next stretch, up to kMaxStoredStretch, so that a large
+// incompressible item spends a negligible share of its bytes in probes (about 4 MiB of 512 MiB).
+// Windows are long because binaries often open with an incompressible stretch of some hundred
+// KiB and go on with well compressible data: judged on 64 KiB windows, a tree of 6,000 files
+// grew by half a percent, a share better spent on a faster level. Each deflated window ends
+// with a Z_BLOCK flush, so that its output is measured exactly rather than less what deflate
+// still holds back; that costs a block boundary per window, a few bytes.
+//
 // Items are written in their final place as they arrive. The local header is rewritten once
 // the item is finished, with the CRC and sizes (the temporary file is seekable, so no data
 // descriptors are needed). An item whose size was not announced, or announced wrongly, may
@@ -43,7 +58,20 @@ namespace {
 
 constexpr std::size_t kOutputBufferSize = 256 * 1024;
 constexpr std::size_t kRelocationChunk = 1024 * 1024;
-constexpr int kDeflateLevel = 6;
+/// The level for data that shrinks. Measured with the whole tool on a tree of 6,000 source, text
+/// and binary files (120 MB), against Info-ZIP's "zip -6" of the same tree: level 6 gave 0.995
+/// times its bytes in 2.60 s of CPU, level 5 0.998 in 2.04 s, level 4 1.004 in 1.77 s. Level 4
+/// is the fastest of zlib's lazy-matching levels; below it (greedy matching) packages grow by
+/// another 1.5 % or so, too close to the 2 % over Info-ZIP that packages may cost.
+constexpr int kDeflateLevel = 4;
+/// Items are judged on windows of kWindow; after a stored stretch, on one of kProbeWindow.
+constexpr std::uint64_t kWindow = 1024 * 1024;
+constexpr std::uint64_t kProbeWindow = 256 * 1024;
+/// A window whose output is at least this share of its input (in percent) counts as not
+/// shrinking: what deflate gains there is not worth its time.
+constexpr std::uint64_t kShrinkPercent = 97;
+constexpr std::uint64_t kMinStoredStretch = 4 * 1024 * 1024;
+constexpr std::uint64_t kMaxStoredStretch = 64 * 1024 * 1024;
 constexpr int kDeflateMemLevel = 8;
 constexpr unsigned kArchiveFileMode = 0666;
 constexpr std::size_t kMaxNameLength = 0xFFFF;
@@ -252,9 +280,12 @@ class ZipWriterCore {
       if (method == format::kMethodDeflated) {
         if (deflater_) {
           deflater_->reset();
+          setLevel(kDeflateLevel);
         } else {
           deflater_ = std::make_unique<Deflater>(path_);
         }
+        startWindow(kWindow);
+        storedStretch_ = kMinStoredStretch;
       }
       dataStart_ = out_.position();
       crc_ = static_cast<std::uint32_t>(crc32_z(0, nullptr, 0));
@@ -275,7 +306,7 @@ class ZipWriterCore {
       if (entries_.back().method == format::kMethodStored) {
         out_.append(bytes, count);
       } else {
-        deflate(bytes, count, Z_NO_FLUSH);
+        compress(bytes, count);
       }
     });
   }
@@ -433,11 +464,77 @@ class ZipWriterCore {
           throwItemError(path_, entries_.back().name,
                          std::string("compression failed: ") + zError(rc));
         }
-        // Finishing goes on until the stream ends; plain input until all of it is taken.
-      } while (z.avail_in > 0 || flush == Z_FINISH);
+        // Finishing goes on until the stream ends; other calls until all input is taken and
+        // deflate stops for want of input rather than of room.
+      } while (z.avail_in > 0 || z.avail_out == 0 || flush == Z_FINISH);
       data += chunk;
       count -= chunk;
     } while (count > 0);
+  }
+
+  /// Deflates the item's next bytes window by window, choosing each window's level.
+  void compress(const unsigned char* data, std::size_t count) {
+    while (count > 0) {
+      auto chunk = static_cast<std::size_t>(std::min<std::uint64_t>(count, windowLeft_));
+      deflate(data, chunk, Z_NO_FLUSH);
+      data += chunk;
+      count -= chunk;
+      windowLeft_ -= chunk;
+      if (windowLeft_ == 0) endWindow();
+    }
+  }
+
+  void startWindow(std::uint64_t length) {
+    const z_stream& z = deflater_->stream();
+    windowLeft_ = length;
+    windowIn_ = z.total_in;
+    windowOut_ = z.total_out;
+  }
+
+  /// After a stored stretch: back to the normal level for one window. After a deflated window:
+  /// stored for a stretch if it did not shrink.
+  void endWindow() {
+    if (level_ == 0) {
+      setLevel(kDeflateLevel);
+      startWindow(kProbeWindow);
+      return;
+    }
+    deflate(nullptr, 0, Z_BLOCK);
+    const z_stream& z = deflater_->stream();
+    std::uint64_t in = z.total_in - windowIn_;
+    std::uint64_t out = z.total_out - windowOut_;
+    if (out * 100 < in * kShrinkPercent) {
+      storedStretch_ = kMinStoredStretch;
+      startWindow(kWindow);
+      return;
+    }
+    setLevel(0);
+    startWindow(storedStretch_);
+    storedStretch_ = std::min(storedStretch_ * 2, kMaxStoredStretch);
+  }
+
+  /// Switches the live stream's level; the input so far is flushed with the old level first.
+  void setLevel(int level) {
+    if (level == level_) return;
+    z_stream& z = deflater_->stream();
+    z.next_in = nullptr;
+    z.avail_in = 0;
+    for (;;) {
+      std::size_t available = 0;
+      unsigned char* room = out_.room(available);
+      unsigned offered = zlibChunk(available);
+      z.next_out = room;
+      z.avail_out = offered;
+      int rc = deflateParams(&z, level, Z_DEFAULT_STRATEGY);
+      out_.commit(offered - z.avail_out);
+      if (rc == Z_OK) break;
+      // Z_BUF_ERROR asks for more room; with room left over it would never succeed.
+      if (rc != Z_BUF_ERROR || z.avail_out != 0) {
+        throwItemError(path_, entries_.back().name,
+                       std::string("cannot change the compression level: ") + zError(rc));
+      }
+    }
+    level_ = level;
   }
 
   void finishItem() {
@@ -578,6 +675,11 @@ class ZipWriterCore {
   std::string temporaryPath_;
   OutputBuffer out_;
   std::unique_ptr<Deflater> deflater_;
+  int level_ = kDeflateLevel;     ///< the deflater's current level
+  std::uint64_t windowLeft_ = 0;  ///< input bytes until the current window ends
+  std::uint64_t windowIn_ = 0;    ///< the stream's total input when the window began
+  std::uint64_t windowOut_ = 0;   ///< and its total output
+  std::uint64_t storedStretch_ = kMinStoredStretch;  ///< length of the next stored stretch
   std::vector<Entry> entries_;
   std::unordered_set<std::string> names_;
   DosClock clock_;

@@ -54,6 +54,8 @@ class OPC_API IPhysicalPackage {
   /// open at once. Throws std::runtime_error for a missing, encrypted or unsupported item;
   /// the stream checks the size and CRC-32 at its end.
   virtual std::unique_ptr<InputStream> openItem(const std::string& name) = 0;
+  /// Read mode: the same for the item at `index` in getItems(), without looking its name up.
+  virtual std::unique_ptr<InputStream> openItemAt(std::size_t index) = 0;
 
   /// Create mode: starts a new item, finishing the previous one first (its stream refuses
   /// further writes). `sizeHint` is the expected uncompressed size, 0 when unknown.

@@ -48,6 +48,7 @@ class OPC_API ZipPhysicalPackage : public interfaces::IPhysicalPackage {
   const std::vector<interfaces::PhysicalItem>& getItems() const override;
   const interfaces::PhysicalItem* findItem(const std::string& name) const override;
   std::unique_ptr<InputStream> openItem(const std::string& name) override;
+  std::unique_ptr<InputStream> openItemAt(std::size_t index) override;
 
   std::shared_ptr<OutputStream> createItem(const std::string& name,
                                            interfaces::CompressionType compression,
