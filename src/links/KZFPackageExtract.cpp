@@ -39,8 +39,9 @@ namespace {
 
 /// A link's stored target is read with one buffer of this size; longer targets are cut.
 constexpr std::size_t kLinkTargetBufferSize = 16384;
-/// File content is copied in pieces of this size.
-constexpr std::size_t kCopyBufferSize = 64 * 1024;
+/// File content is copied in pieces of this size: large enough that a big file costs few
+/// inflate calls and writes, one buffer for the whole extraction.
+constexpr std::size_t kCopyBufferSize = 256 * 1024;
 
 opc::model::PartName partNameOf(const KZFFileEntry& entry) {
   return opc::model::PartName(opc::model::URI(entry.getContent()));
