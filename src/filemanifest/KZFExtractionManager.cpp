@@ -9,7 +9,9 @@ KZFExtractionManager::KZFExtractionManager() = default;
 KZFExtractionManager::~KZFExtractionManager() = default;
 
 void KZFExtractionManager::addEntry(const fl::i18n::ustring& key, const KZFFileEntry& entry) {
-  entries_.try_emplace(key, entry);
+  // Entries mostly arrive in key order (a manifest is written in it, a tree is walked in
+  // about it): the hint makes each such insertion constant time instead of a search.
+  entries_.try_emplace(entries_.end(), key, entry);
 }
 
 std::vector<KZFFileEntry> KZFExtractionManager::getEntries() const {
