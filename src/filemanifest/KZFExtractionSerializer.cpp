@@ -112,37 +112,21 @@ class ManifestWriter {
 
   void text(std::string_view text) { buffer_.append(text); }
 
+  // The value must be writable (see isWritable); save checks every value before it starts.
   void attribute(const char* name, const ustring& value) {
     buffer_ += ' ';
     buffer_ += name;
     buffer_ += "=\"";
     const std::u16string_view text = attributeText(value);
-    for (std::size_t i = 0; i < text.size();) {
-      const char32_t c = nextCodePoint(text, i);
-      switch (c) {
-        case '&':
-          buffer_ += "&amp;";
-          break;
-        case '<':
-          buffer_ += "&lt;";
-          break;
-        case '"':
-          buffer_ += "&quot;";
-          break;
-        case '\t':
-          buffer_ += "&#x9;";
-          break;
-        case '\n':
-          buffer_ += "&#xA;";
-          break;
-        case '\r':
-          buffer_ += "&#xD;";
-          break;
-        default:
-          if (!isXmlCharacter(c)) throwUnwritable();
-          appendUtf8(c);
-      }
+    std::size_t run = 0;  // start of the characters not yet written, which need no escape
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const char* escape = escapeOf(text[i]);
+      if (escape == nullptr) continue;
+      appendUtf8(text.substr(run, i - run));
+      buffer_ += escape;
+      run = i + 1;
     }
+    appendUtf8(text.substr(run));
     buffer_ += '"';
   }
 
@@ -157,22 +141,27 @@ class ManifestWriter {
   }
 
  private:
-  void appendUtf8(char32_t c) {
-    if (c < 0x80) {
-      buffer_ += static_cast<char>(c);
-    } else if (c < 0x800) {
-      buffer_ += static_cast<char>(0xC0 | (c >> 6));
-      buffer_ += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      buffer_ += static_cast<char>(0xE0 | (c >> 12));
-      buffer_ += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      buffer_ += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      buffer_ += static_cast<char>(0xF0 | (c >> 18));
-      buffer_ += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      buffer_ += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      buffer_ += static_cast<char>(0x80 | (c & 0x3F));
+  static const char* escapeOf(char16_t c) {
+    switch (c) {
+      case '&':
+        return "&amp;";
+      case '<':
+        return "&lt;";
+      case '"':
+        return "&quot;";
+      case '\t':
+        return "&#x9;";
+      case '\n':
+        return "&#xA;";
+      case '\r':
+        return "&#xD;";
+      default:
+        return nullptr;
     }
+  }
+
+  void appendUtf8(std::u16string_view text) {
+    if (!text.empty()) buffer_ += fl::i18n::ustring_to_utf8(ustring(text));
   }
 
   void flush() {
@@ -193,20 +182,9 @@ const XMLCh* attributeValue(const x::Attributes& attributes, XMLSize_t index) {
 
 // Permission bits: a decimal number, cut to 16 bits.
 unsigned short parsePermissions(std::u16string_view text) {
-  // Only an ASCII text can be a number; any other goes through the same conversion to fail
-  // with the same reason.
-  std::string narrow;
-  narrow.reserve(text.size());
-  for (char16_t c : text) {
-    if (c >= 0x80) {
-      narrow = fl::i18n::to_string(ustring(text));
-      break;
-    }
-    narrow += static_cast<char>(c);
-  }
   long long value = 0;
   try {
-    value = boost::lexical_cast<long long>(narrow);
+    value = boost::lexical_cast<long long>(fl::i18n::to_string(ustring(text)));
   } catch (const boost::bad_lexical_cast& e) {
     throw DeployedException(kzf::kzfpackage::KZFPACKAGE_INVALID_XML(e.what()));
   }
