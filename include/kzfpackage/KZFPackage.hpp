@@ -14,6 +14,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,6 +38,10 @@ struct KZF_EXPORT KZFEntryInfo {
   KZFFileEntry entry;
   /// Uncompressed size of the entry's part (for a link: its target text); 0 for folders.
   std::uint64_t size;
+  /// Stored (compressed) size of the entry's part; 0 for folders.
+  std::uint64_t compressedSize = 0;
+  /// For a link: the target text it is stored with; empty otherwise.
+  std::string linkTarget;
 };
 
 /// Limits on what one `extract` may write; 0 means no limit (the default). The zip reader's
@@ -46,6 +51,19 @@ struct KZF_EXPORT KZFExtractionBudget {
   std::uint64_t maxTotalBytes = 0;
   /// Content bytes any one file may hold.
   std::uint64_t maxFileBytes = 0;
+};
+
+/// How a package opened for `Create` is written. The defaults give the behaviour described at
+/// `KZFPackage`; each field is an extension a caller asks for.
+struct KZF_EXPORT KZFCreateOptions {
+  /// Leave an existing package at its path, whole, until close renames the complete new one
+  /// over it: no backup is moved aside, and an interrupted run leaves the old package in place.
+  bool replaceOnClose = false;
+  /// zlib level from 0 (stored) to 9; -1 keeps the library's measured default.
+  int compressionLevel = -1;
+  /// When set, no date the package records (zip headers, entry dates) is later than this many
+  /// seconds since the epoch: dates past it are recorded as it.
+  std::optional<std::int64_t> latestDate;
 };
 
 /// How a package is opened.
@@ -123,6 +141,9 @@ class KZF_EXPORT KZFPackage {
   /// The file manifest's entries in name order with their content sizes, for a package open
   /// for `Read`. A package without a file manifest lists nothing.
   std::vector<KZFEntryInfo> listEntries();
+  /// True when the package open for `Read` has a file manifest, which makes a zip a KZF
+  /// package (every package with content has one).
+  bool hasFileManifest();
   /// Checks a package open for `Read`: every part reads back with its CRC and size, the file
   /// manifest and the configuration manifest load, and every manifest entry's part exists.
   /// Returns one line per problem found (empty: the package is sound).
@@ -134,6 +155,12 @@ class KZF_EXPORT KZFPackage {
   /// anything touches the disk, folders are reached without following links, and each file is
   /// written under a temporary name and renamed over its destination.
   void extract(const ustring& root);
+  /// Sets how later `Create` opens write the package (the defaults until set).
+  void setCreateOptions(const KZFCreateOptions& options);
+  /// While the package is open for `Create`: the temporary file the new package is being
+  /// written to, which close renames onto the path; empty otherwise. A program that must remove
+  /// it when it is interrupted (from a signal handler) takes the name from here.
+  std::string temporaryFilePath() const;
   /// Sets the limits later calls of `extract` enforce (unlimited until set).
   void setExtractionBudget(const KZFExtractionBudget& budget);
 
@@ -193,6 +220,7 @@ class KZF_EXPORT KZFPackage {
   KZFProgressObserver* progressObserver = nullptr;
   KZFProgress progress;
   KZFExtractionBudget extractionBudget;
+  KZFCreateOptions createOptions;
 };
 
 /// True when the path's extension names a native-extension file; `platform` then receives

@@ -132,12 +132,19 @@ void KZFPackage::openForCreate(const ustring& absolutePath) {
   std::string narrow = to_string(absolutePath);
   verbose << "Create KZF " << narrow << std::endl;
   fs::path target(narrow);
+  storage->physicalPackage.setCompressionLevel(createOptions.compressionLevel);
+  storage->physicalPackage.setLatestItemTime(createOptions.latestDate);
   if (fs::exists(target)) {
     // Only the owner-write bit is tested, whoever the caller is: a package the owner marked
     // read-only is not replaced, and nothing has moved yet when this refuses.
     struct stat st {};
     if (::stat(narrow.c_str(), &st) != 0 || (st.st_mode & S_IWUSR) == 0) {
       throw DeployedException(KZFPACKAGE_OPEN_EXISTING_FILE_ERROR(narrow));
+    }
+    // Replaced by close's rename of the complete new zip: the old file stays where it is.
+    if (createOptions.replaceOnClose) {
+      storage->package.open(opc::interfaces::OpenMode::Create);
+      return;
     }
     storage->tempfileGuard =
         std::make_unique<opc::util::TempfileGuard>(to_ustring(target.parent_path().string()));
@@ -198,6 +205,12 @@ void KZFPackage::reportProgress(const ustring& name) {
   if (progressObserver == nullptr) return;
   progress.name = name;
   progressObserver->onProgress(progress);
+}
+
+void KZFPackage::setCreateOptions(const KZFCreateOptions& options) { createOptions = options; }
+
+std::string KZFPackage::temporaryFilePath() const {
+  return isOpen && mode == Create ? storage->physicalPackage.temporaryPath() : std::string();
 }
 
 void KZFPackage::setOPCCoreProperties(const opc::model::CoreProperties& properties) {

@@ -146,9 +146,15 @@ void KZFPackage::addNormalFile(const ustring& source, KZFRecordData& record,
 
     std::string type =
         contentType.empty() ? to_string(mapFilenameToContentTypeString(name)) : contentType;
+    // The zip header carries the date the file manifest records (the zip writer bounds it).
+    opc::model::StandardPartInfo info(kCompressedStorage, 0);
+    if (readerFactory.willBeTransformed(source)) {
+      info.setModificationTime(std::time(nullptr));
+    } else if (std::time_t written = 0; lastWriteTime(to_string(source), written)) {
+      info.setModificationTime(written);
+    }
     opc::model::Part part = storage->package.createPart(
-        opc::model::PartName(candidate), opc::model::ContentType(type),
-        opc::model::StandardPartInfo(kCompressedStorage, 0));
+        opc::model::PartName(candidate), opc::model::ContentType(type), info);
     verbose << "Create part success." << std::endl;
 
     auto out = part.getOutputStream();
@@ -202,6 +208,7 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
   // date, broken down as UTC. Readers of existing packages expect exactly this asymmetry.
   if (readerFactory.willBeTransformed(source)) {
     std::time_t now = std::time(nullptr);
+    if (createOptions.latestDate && now > *createOptions.latestDate) now = *createOptions.latestDate;
     std::tm broken{};
     if (::localtime_r(&now, &broken) == nullptr) {
       throw std::runtime_error("could not convert calendar time to local time");
@@ -210,6 +217,9 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
     verbose << "set file last modified time to current time @" << date << std::endl;
     entry.setDate(date);
   } else if (std::time_t written = 0; lastWriteTime(narrowSource, written)) {
+    if (createOptions.latestDate && written > *createOptions.latestDate) {
+      written = static_cast<std::time_t>(*createOptions.latestDate);
+    }
     std::tm broken{};
     if (::gmtime_r(&written, &broken) == nullptr) {
       throw std::runtime_error("could not convert calendar time to UTC time");

@@ -53,17 +53,30 @@ std::vector<KZFEntryInfo> KZFPackage::listEntries() {
   std::vector<KZFFileEntry> entries = manager.getEntries();
   result.reserve(entries.size());
   for (KZFFileEntry& entry : entries) {
-    std::uint64_t size = 0;
-    if (entry.getType() != KZFFileEntryType::Folder) {
-      if (auto part = existingPart(storage->package, entry.getContent())) {
+    KZFEntryInfo info{std::move(entry), 0, 0, std::string()};
+    if (info.entry.getType() != KZFFileEntryType::Folder) {
+      if (auto part = existingPart(storage->package, info.entry.getContent())) {
         if (const auto* item = storage->physicalPackage.findItem(part->getItemName())) {
-          size = item->size;
+          info.size = item->size;
+          info.compressedSize = item->compressedSize;
+        }
+        if (info.entry.getType() == KZFFileEntryType::SymLink) {
+          auto target = storage->package.getPart(*part).getInputStream();
+          char buffer[4096];
+          for (std::size_t n; (n = target->read(buffer, sizeof buffer)) > 0;) {
+            info.linkTarget.append(buffer, n);
+          }
         }
       }
     }
-    result.push_back(KZFEntryInfo{std::move(entry), size});
+    result.push_back(std::move(info));
   }
   return result;
+}
+
+bool KZFPackage::hasFileManifest() {
+  throwIfNotOpenForRead();
+  return relationshipTarget(storage->package, KZF_EXTRACTION_RELATIONSHIP).has_value();
 }
 
 std::vector<std::string> KZFPackage::verify() {

@@ -178,7 +178,7 @@ TEST_P(ZipCloseFailure, AFailedRenameIsReportedAndTheTemporaryFileRemovedUnlessK
   ZipPhysicalPackage package(upath(packagePath()), false, keep);
   package.open(OpenMode::Create);
   package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
-  EXPECT_ZIP_ERROR(package.close(false), "package.zip", "cannot rename the temporary file");
+  EXPECT_ZIP_ERROR(package.close(false), "package.zip", "cannot replace it with the new package");
   EXPECT_FALSE(package.isOpen());
   EXPECT_TRUE(fs::is_directory(packagePath()));
   auto stray = strayFiles();

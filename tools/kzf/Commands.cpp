@@ -3,12 +3,15 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <filesystem>
 #include <iostream>
 #include <kzfpackage/kzfpackage.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "Interrupt.hpp"
 #include "Messages.hpp"
 #include "Progress.hpp"
 #include "SettingsJson.hpp"
@@ -66,12 +69,40 @@ std::string dateText(const kzfpkg::KZFFileEntry& entry, char separator) {
   return text;
 }
 
-/// Opens `path` for reading; the object is bound to the path so it must be made here.
+/// Opens the KZF package at `path` for reading; a zip without a file manifest is refused.
 std::unique_ptr<kzfpkg::KZFPackage> openForRead(const std::string& path) {
   auto package =
       std::make_unique<kzfpkg::KZFPackage>(to_ustring(path), kzfpkg::KZFFileReaderFactory());
   package->open(kzfpkg::Read);
+  if (!package->hasFileManifest()) {
+    throw ToolError("KZF_NOT_A_PACKAGE",
+                    tr("{0}: not a KZF package (the zip has no file manifest)", {path}));
+  }
   return package;
+}
+
+/// The bound SOURCE_DATE_EPOCH sets on every date the package records, if set.
+std::optional<std::int64_t> sourceDateEpoch() {
+  const char* text = std::getenv("SOURCE_DATE_EPOCH");
+  if (text == nullptr || *text == '\0') return std::nullopt;
+  const std::string value(text);
+  if (value.size() > 15 || value.find_first_not_of("0123456789") != std::string::npos) {
+    throw ToolError("KZF_SOURCE_DATE_EPOCH_INVALID",
+                    tr("SOURCE_DATE_EPOCH={0}: not a number of seconds since 1970-01-01", {value}));
+  }
+  return std::stoll(value);
+}
+
+/// Entries under /.META/ are the package's own manifests, not the application's files.
+bool isManifest(const kzfpkg::KZFEntryInfo& info) {
+  const std::string name = fl::i18n::ustring_to_utf8(info.entry.getName());
+  return name.rfind("/.META/", 0) == 0 || name.rfind(".META/", 0) == 0;
+}
+
+/// The share of the size that compression saved, as "54%".
+std::string ratioText(const kzfpkg::KZFEntryInfo& info) {
+  if (info.size == 0 || info.compressedSize >= info.size) return "0%";
+  return std::to_string(100 - (info.compressedSize * 100 + info.size - 1) / info.size) + "%";
 }
 
 }  // namespace
@@ -88,6 +119,17 @@ int runCreate(const CreateOptions& options) {
   const SourceList sources = collectSources(options.sources);
   const kzfpkg::KZFSettings settings =
       options.settingsFile.empty() ? kzfpkg::KZFSettings() : readSettingsFile(options.settingsFile);
+  const std::optional<std::int64_t> latestDate = sourceDateEpoch();
+  if (sources.files.empty()) {
+    throw ToolError("KZF_NOTHING_TO_STORE",
+                    tr("{0}: nothing to store: the sources hold no file, folder or link",
+                       {options.package}));
+  }
+  for (const std::string& special : sources.skippedSpecial) {
+    std::cerr << "kzf: "
+              << tr("warning: leaving out {0} (a FIFO, socket or device file)", {special})
+              << '\n';
+  }
   for (const DanglingLink& link : sources.skipped) {
     std::cerr << "kzf: "
               << tr("warning: leaving out the symbolic link {0} (its target {1} does not exist)",
@@ -98,7 +140,16 @@ int runCreate(const CreateOptions& options) {
   ProgressLine progress(stderr);  // declared first: it must outlive the package reporting to it
   kzfpkg::KZFPackage package(to_ustring(options.package), kzfpkg::KZFFileReaderFactory());
   if (ProgressLine::wanted(options.quiet)) package.setProgressObserver(&progress);
-  package.open(kzfpkg::Create);
+  kzfpkg::KZFCreateOptions createOptions;
+  createOptions.replaceOnClose = true;
+  createOptions.compressionLevel = options.level;
+  createOptions.latestDate = latestDate;
+  package.setCreateOptions(createOptions);
+  // The new package is written to a temporary file beside the old one, which stays whole at
+  // its path until close renames the new one over it; an interruption removes the new one.
+  InterruptCleanup cleanup;
+  cleanup.track([&] { package.open(kzfpkg::Create); },
+                [&] { return package.temporaryFilePath(); });
   if (!options.settingsFile.empty()) package.setKZFSettings(settings);
   if (!options.title.empty() || !options.creator.empty() || !options.description.empty()) {
     opc::model::CoreProperties properties;
@@ -109,6 +160,7 @@ int runCreate(const CreateOptions& options) {
   }
   package.addFileListToKZF(sources.files);
   package.close();
+  cleanup.release();
   progress.finish();
   return kSuccess;
 }
@@ -123,32 +175,41 @@ int runExtract(const std::string& path, const std::string& directory, bool quiet
   return kSuccess;
 }
 
-int runList(const std::string& path, bool details, bool asJson, std::ostream& out) {
+int runList(const std::string& path, const ListOptions& options, std::ostream& out) {
   const std::vector<kzfpkg::KZFEntryInfo> entries = openForRead(path)->listEntries();
-  if (asJson) {
+  const auto textOrNull = [](const std::string& text) {
+    return text.empty() ? ordered_json(nullptr) : ordered_json(text);
+  };
+  if (options.asJson) {
     ordered_json list = ordered_json::array();
     for (const kzfpkg::KZFEntryInfo& info : entries) {
       const unsigned mode = info.entry.getPermission();
-      const std::string date = dateText(info.entry, 'T');
-      list.push_back(
-          ordered_json{{"name", fl::i18n::ustring_to_utf8(info.entry.getName())},
-                       {"kind", kindWord(info.entry.getType())},
-                       {"mode", mode == 0 ? ordered_json(nullptr) : ordered_json(modeText(mode))},
-                       {"date", date.empty() ? ordered_json(nullptr) : ordered_json(date)},
-                       {"size", info.size}});
+      list.push_back(ordered_json{
+          {"name", fl::i18n::ustring_to_utf8(info.entry.getName())},
+          {"kind", kindWord(info.entry.getType())},
+          {"mode", mode == 0 ? ordered_json(nullptr) : ordered_json(modeText(mode))},
+          {"date", textOrNull(dateText(info.entry, 'T'))},
+          {"size", info.size},
+          {"compressedSize", info.compressedSize},
+          {"target", textOrNull(info.linkTarget)}});
     }
     out << list.dump(2) << '\n';
     return kSuccess;
   }
   for (const kzfpkg::KZFEntryInfo& info : entries) {
-    if (details) {
+    if (!options.all && isManifest(info)) continue;
+    if (options.details) {
       const std::string date = dateText(info.entry, ' ');
-      char size[24];
-      std::snprintf(size, sizeof size, "%12llu", static_cast<unsigned long long>(info.size));
-      out << kindLetter(info.entry.getType()) << modeText(info.entry.getPermission()) << ' ' << size
-          << ' ' << (date.empty() ? std::string(19, '-') : date) << ' ';
+      char sizes[64];
+      std::snprintf(sizes, sizeof sizes, "%12llu %12llu %4s",
+                    static_cast<unsigned long long>(info.size),
+                    static_cast<unsigned long long>(info.compressedSize), ratioText(info).c_str());
+      out << kindLetter(info.entry.getType()) << modeText(info.entry.getPermission()) << ' '
+          << sizes << ' ' << (date.empty() ? std::string(19, '-') : date) << ' ';
     }
-    out << to_string(info.entry.getName()) << '\n';
+    out << to_string(info.entry.getName());
+    if (options.details && !info.linkTarget.empty()) out << " -> " << info.linkTarget;
+    out << '\n';
   }
   return kSuccess;
 }

@@ -25,15 +25,22 @@ struct CreateOptions {
   std::string description;
   bool force = false;  ///< replace an existing package
   bool quiet = false;  ///< no progress line
+  int level = -1;      ///< zlib level 0 to 9; -1: the library's default
+};
+
+/// What "kzf list" shows.
+struct ListOptions {
+  bool details = false;  ///< kind, mode, sizes, ratio, date and link targets
+  bool all = false;      ///< the manifests under /.META/ too
+  bool asJson = false;   ///< every entry as JSON (manifests included)
 };
 
 /// Writes a new package from the sources in one addFileListToKZF call.
 int runCreate(const CreateOptions& options);
 /// Extracts a package below `directory`.
 int runExtract(const std::string& package, const std::string& directory, bool quiet);
-/// Lists the names of a package's entries; `details` adds kind, mode, date and size; `asJson`
-/// prints all of them as a JSON array.
-int runList(const std::string& package, bool details, bool asJson, std::ostream& out);
+/// Lists the names of a package's entries (see ListOptions).
+int runList(const std::string& package, const ListOptions& options, std::ostream& out);
 /// Prints the settings of a package, or of a folder a package was extracted to.
 int runSettings(const std::string& packageOrFolder, bool asJson, std::ostream& out);
 /// Checks a package; kFailure, with the problems listed, when it has any.

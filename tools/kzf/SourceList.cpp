@@ -1,6 +1,8 @@
 // The package's file list: the named sources, the trees below the named folders, the list file.
 #include "SourceList.hpp"
 
+#include <fnmatch.h>
+
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -25,12 +27,31 @@ bool isPackageName(const fs::path& name) {
   return true;
 }
 
+/// True when one of `patterns` excludes the entry at `relative` (below its source folder).
+bool excluded(const std::vector<std::string>& patterns, const fs::path& relative) {
+  const std::string path = relative.generic_string();
+  const std::string name = relative.filename().string();
+  for (const std::string& pattern : patterns) {
+    const bool byPath = pattern.find('/') != std::string::npos;
+    if (::fnmatch(pattern.c_str(), (byPath ? path : name).c_str(), byPath ? FNM_PATHNAME : 0) ==
+        0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool isSpecial(fs::file_type type) {
+  return type == fs::file_type::fifo || type == fs::file_type::socket ||
+         type == fs::file_type::block || type == fs::file_type::character;
+}
+
 /// Builds the list, remembering how the user spelled each source and which source claimed each
 /// destination, so that every complaint names paths the user recognises.
 class Collector {
  public:
-  explicit Collector(const fs::path& package)
-      : package_(fs::absolute(package).lexically_normal()) {}
+  explicit Collector(const SourceOptions& options)
+      : options_(options), package_(fs::absolute(options.package).lexically_normal()) {}
 
   /// Adds one source; `absolute` is its absolute, normal path (the list's key), `isLink` whether
   /// it is a symbolic link (only those can dangle).
@@ -52,6 +73,10 @@ class Collector {
   /// Adds a source named by the user (on the command line or in the list file).
   void addNamed(const fs::path& source, const fs::file_status& status,
                 const fs::path& destination) {
+    if (isSpecial(status.type())) {
+      special_.push_back(source.string());
+      return;
+    }
     add(fs::absolute(source).lexically_normal(), fs::is_symlink(status), source.string(),
         destination);
   }
@@ -65,6 +90,8 @@ class Collector {
     std::error_code ec;
     // The iterator's default options neither follow links to folders nor skip anything.
     fs::recursive_directory_iterator it(folder, ec);
+    // The walk fails where it enters a folder: the last folder it yielded is the one to name.
+    std::string entered = folder.string();
     for (const fs::recursive_directory_iterator end; !ec && it != end; it.increment(ec)) {
       const fs::path relative = it->path().lexically_relative(folder);
       const fs::path absolute = base / relative;
@@ -72,12 +99,22 @@ class Collector {
       if (absolute == package_) continue;
       // A source that vanished during the walk is the library's to report, when it is added.
       std::error_code typeUnknown;
-      const bool isLink = it->is_symlink(typeUnknown);
+      const fs::file_type type = it->symlink_status(typeUnknown).type();
+      if (excluded(options_.excludes, relative)) {
+        if (type == fs::file_type::directory) it.disable_recursion_pending();
+        continue;
+      }
+      if (isSpecial(type)) {
+        special_.push_back((shown / relative).generic_string());
+        continue;
+      }
+      const bool isLink = type == fs::file_type::symlink;
+      if (type == fs::file_type::directory) entered = (shown / relative).generic_string();
       add(absolute, isLink, (shown / relative).generic_string(), prefix / relative);
     }
     if (ec) {
       throw ToolError("KZF_FOLDER_UNREADABLE",
-                      tr("{0}: cannot read the folder: {1}", {folder.string(), ec.message()}));
+                      tr("{0}: cannot read the folder: {1}", {entered, ec.message()}));
     }
   }
 
@@ -109,11 +146,29 @@ class Collector {
                  dangling.size(), {names}));
   }
 
+  /// Refuses the FIFOs, sockets and devices found, or lists them as left out.
+  void handleSpecialFiles() {
+    if (options_.skipSpecial) {
+      list_.skippedSpecial = std::move(special_);
+      return;
+    }
+    if (special_.empty()) return;
+    std::string names;
+    for (const std::string& name : special_) names += (names.empty() ? "" : ", ") + name;
+    throw ToolError(
+        "KZF_SPECIAL_FILES",
+        trPlural("FIFO, socket or device file (--skip-special leaves it out): {0}",
+                 "FIFOs, sockets or device files (--skip-special leaves them out): {0}",
+                 special_.size(), {names}));
+  }
+
   SourceList take() { return std::move(list_); }
 
  private:
+  const SourceOptions& options_;
   fs::path package_;
   SourceList list_;
+  std::vector<std::string> special_;
   std::map<std::string, std::string> claimed_;
   /// The symbolic links among the sources, with the names they were given by.
   std::map<ustring, std::string> links_;
@@ -158,13 +213,14 @@ SourceList collectSources(const SourceOptions& options) {
     throw UsageError(tr("--prefix {0}: not a relative path inside the package", {options.prefix}));
   }
 
-  Collector collector(options.package);
+  Collector collector(options);
   for (const std::string& source : options.sources) {
     std::error_code ec;
     const fs::file_status status = fs::symlink_status(source, ec);
     if (!fs::exists(status)) {
       throw ToolError("KZF_SOURCE_NOT_FOUND", tr("{0}: no such file or folder", {source}));
     }
+    if (excluded(options.excludes, fs::path(source).filename())) continue;
     if (fs::is_directory(status)) {
       collector.addTree(source, prefix);
     } else {
@@ -172,6 +228,7 @@ SourceList collectSources(const SourceOptions& options) {
     }
   }
   if (!options.listFile.empty()) addListFile(collector, options.listFile);
+  collector.handleSpecialFiles();
   collector.handleDanglingLinks(options.skipDanglingLinks);
   return collector.take();
 }

@@ -21,6 +21,12 @@ struct SourceOptions {
   std::string listFile;
   /// Leave dangling symbolic links out instead of refusing them.
   bool skipDanglingLinks = false;
+  /// Patterns of what to leave out: one without "/" matches an entry's own name at any depth
+  /// ("*.o", ".git"), one with "/" its path below the folder named as a source ("build/tmp").
+  /// An excluded folder is left out with everything in it.
+  std::vector<std::string> excludes;
+  /// Leave FIFOs, sockets and devices out instead of refusing them.
+  bool skipSpecial = false;
 };
 
 /// A symbolic link whose target does not exist, as the user named it.
@@ -34,6 +40,8 @@ struct DanglingLink {
 struct SourceList {
   std::map<fl::i18n::ustring, Quorlith::kzfdatainterfaces::KZFRecordData> files;
   std::vector<DanglingLink> skipped;
+  /// The FIFOs, sockets and devices left out, as the user named them.
+  std::vector<std::string> skippedSpecial;
 };
 
 /// Collects every source of `options`. A folder is walked without following links: what it
@@ -42,7 +50,8 @@ struct SourceList {
 /// the destination it names. Nothing is written. Throws UsageError for a prefix or list
 /// destination that is not a relative path inside the package; ToolError for a missing source,
 /// an unreadable folder or list, a malformed list line, two sources for one destination, and
-/// (unless skipDanglingLinks) for dangling links, all of which the one message names.
+/// (unless skipDanglingLinks) for dangling links and (unless skipSpecial) for FIFOs, sockets and
+/// devices, all of which the one message names.
 SourceList collectSources(const SourceOptions& options);
 
 }  // namespace kzf::tool

@@ -41,7 +41,7 @@ struct CommandLine {
   std::string package;
   std::string directory;
   bool quiet = false;
-  bool details = false;
+  ListOptions listOptions;
   bool asJson = false;
 
   CommandLine() {
@@ -76,6 +76,21 @@ struct CommandLine {
     create->add_flag("--skip-dangling-links", createOptions.sources.skipDanglingLinks,
                      tr("Leave out symbolic links whose target does not exist."));
     create->add_flag("--quiet", createOptions.quiet, tr("Show no progress line."));
+    create
+        ->add_option("--exclude", createOptions.sources.excludes,
+                     tr("Leave out what matches: a name (\"*.o\") or a path below a source "
+                        "folder (\"build/tmp\"). Repeatable."))
+        ->type_name("GLOB")
+        ->allow_extra_args(false);
+    create->add_flag("--skip-special", createOptions.sources.skipSpecial,
+                     tr("Leave out FIFOs, sockets and devices (with a warning)."));
+    for (int level = 0; level <= 9; ++level) {
+      create->add_flag_callback(
+          "-" + std::to_string(level), [this, level] { createOptions.level = level; },
+          level == 0   ? tr("Store without compressing.")
+          : level == 9 ? tr("Compress best (slowest).")
+                       : tr("Compression level (-1 fastest ... -9 best)."));
+    }
 
     extract = app.add_subcommand("extract", tr("Extract a package into a folder."));
     extract->add_option("PACKAGE", package, tr("The package file."))->required();
@@ -84,8 +99,10 @@ struct CommandLine {
 
     list = app.add_subcommand("list", tr("List the entries of a package."));
     list->add_option("PACKAGE", package, tr("The package file."))->required();
-    list->add_flag("-l", details, tr("Show kind, mode, size and date too."));
-    list->add_flag("--json", asJson, tr("Print JSON."));
+    list->add_flag("-l", listOptions.details,
+                   tr("Show kind, mode, size, compressed size, ratio, date and link targets."));
+    list->add_flag("--all", listOptions.all, tr("Show the manifests under /.META/ too."));
+    list->add_flag("--json", listOptions.asJson, tr("Print JSON (every entry)."));
 
     settings = app.add_subcommand("settings", tr("Print the settings of a package."));
     settings
@@ -118,7 +135,7 @@ struct CommandLine {
       return runCreate(createOptions);
     }
     if (*extract) return runExtract(package, directory, quiet);
-    if (*list) return runList(package, details, asJson, out);
+    if (*list) return runList(package, listOptions, out);
     if (*settings) return runSettings(package, asJson, out);
     return runVerify(package, out);
   }

@@ -121,7 +121,9 @@ FileHandle createUniqueFile(const std::string& directory, const std::string& pre
     lastError = errno;
     if (lastError != EEXIST) break;
   }
-  throwFileError(base + "XXXXXXXXXXXX", "create a temporary file", lastError);
+  // The message names the folder: the random name never existed, so it would only puzzle.
+  throwFileError(directory.empty() ? std::string(".") : directory, "create a file in the folder",
+                 lastError);
 }
 
 }  // namespace opc::core

@@ -54,7 +54,7 @@ ZipPhysicalPackage::ZipPhysicalPackage(const fl::i18n::ustring& path, bool syncO
 ZipPhysicalPackage::ZipPhysicalPackage(const fl::i18n::ustring& path, bool syncOnClose,
                                        bool keepTemporaryOnFailure, const Zip64Limits& limits)
     : impl_(std::make_unique<Impl>(
-          path, ZipWriterOptions{syncOnClose, keepTemporaryOnFailure, limits})) {}
+          path, ZipWriterOptions{syncOnClose, keepTemporaryOnFailure, limits, -1, std::nullopt})) {}
 
 ZipPhysicalPackage::~ZipPhysicalPackage() = default;
 
@@ -118,7 +118,30 @@ std::unique_ptr<InputStream> ZipPhysicalPackage::openItemAt(std::size_t index) {
 std::shared_ptr<OutputStream> ZipPhysicalPackage::createItem(
     const std::string& name, interfaces::CompressionType compression, std::uint64_t sizeHint) {
   impl_->require(OpenMode::Create);
-  return impl_->writer->addItem(name, compression, sizeHint);
+  return impl_->writer->addItem(name, compression, sizeHint, std::nullopt);
+}
+
+std::shared_ptr<OutputStream> ZipPhysicalPackage::createItem(
+    const std::string& name, interfaces::CompressionType compression, std::uint64_t sizeHint,
+    std::optional<std::int64_t> modificationTime) {
+  impl_->require(OpenMode::Create);
+  return impl_->writer->addItem(name, compression, sizeHint, modificationTime);
+}
+
+void ZipPhysicalPackage::setCompressionLevel(int level) {
+  if (level < -1 || level > 9) {
+    throw std::invalid_argument("compression level " + std::to_string(level) +
+                                " is not between 0 and 9");
+  }
+  impl_->writerOptions.compressionLevel = level;
+}
+
+void ZipPhysicalPackage::setLatestItemTime(std::optional<std::int64_t> latest) {
+  impl_->writerOptions.latestTime = latest;
+}
+
+std::string ZipPhysicalPackage::temporaryPath() const {
+  return impl_->writer ? impl_->writer->temporaryPath() : std::string();
 }
 
 }  // namespace opc::zippackage

@@ -144,8 +144,8 @@ class OutputBuffer {
 /// A raw deflate stream kept for the writer's lifetime and reset between items.
 class Deflater {
  public:
-  explicit Deflater(const std::string& archive) {
-    int rc = deflateInit2(&stream_, kDeflateLevel, Z_DEFLATED, -MAX_WBITS, kDeflateMemLevel,
+  Deflater(const std::string& archive, int level) {
+    int rc = deflateInit2(&stream_, level, Z_DEFLATED, -MAX_WBITS, kDeflateMemLevel,
                           Z_DEFAULT_STRATEGY);
     if (rc != Z_OK) {
       throwArchiveError(archive,
@@ -163,24 +163,27 @@ class Deflater {
   z_stream stream_{};
 };
 
-/// The DOS date and time of "now" in local time, computed once per second.
-class DosClock {
+/// DOS date and time (local time) of the items. An item dated by its source keeps that date;
+/// an undated one takes the latest date given so far, so that packing the same items gives
+/// the same bytes whenever it runs. With a latest time set, no date passes it.
+class DosDates {
  public:
-  std::uint32_t now() {
-    std::time_t t = std::time(nullptr);
-    if (t != last_) {
-      last_ = t;
-      value_ = convert(t);
-    }
-    return value_;
+  explicit DosDates(std::optional<std::int64_t> latest) : latest_(latest) {}
+
+  std::uint32_t of(std::optional<std::int64_t> time) {
+    if (!time) return latestGiven_ ? convert(*latestGiven_) : kEarliest;
+    std::int64_t t = latest_ && *time > *latest_ ? *latest_ : *time;
+    if (!latestGiven_ || t > *latestGiven_) latestGiven_ = t;
+    return convert(t);
   }
 
  private:
-  // DOS dates run from 1980 to 2107; a clock outside that range is pinned to its ends.
-  static std::uint32_t convert(std::time_t t) {
-    constexpr std::uint32_t kEarliest = (1u << 5 | 1u) << 16;  // 1980-01-01 00:00:00
+  static constexpr std::uint32_t kEarliest = (1u << 5 | 1u) << 16;  // 1980-01-01 00:00:00
+  // DOS dates run from 1980 to 2107; a date outside that range is pinned to its ends.
+  static std::uint32_t convert(std::int64_t seconds) {
     constexpr std::uint32_t kLatest =
         (127u << 9 | 12u << 5 | 31u) << 16 | (23u << 11 | 59u << 5 | 29u);  // 2107-12-31 23:59:58
+    const auto t = static_cast<std::time_t>(seconds);
     std::tm lt{};
     if (localtime_r(&t, &lt) == nullptr || lt.tm_year < 80) return kEarliest;
     if (lt.tm_year > 207) return kLatest;
@@ -190,8 +193,8 @@ class DosClock {
     return date << 16 | time;
   }
 
-  std::time_t last_ = -1;
-  std::uint32_t value_ = 0;
+  std::optional<std::int64_t> latest_;
+  std::optional<std::int64_t> latestGiven_;
 };
 
 /// True for a name with non-ASCII bytes that form valid UTF-8: such a name gets the UTF-8 flag
@@ -248,7 +251,9 @@ class ZipWriterCore {
         options_(checked(path, options)),
         file_(core::createUniqueFile(core::directoryOf(path), kTemporaryPrefix, kArchiveFileMode)),
         temporaryPath_(file_.path()),
-        out_(file_) {}
+        out_(file_),
+        level_(level()),
+        dates_(options.latestTime) {}
 
   ~ZipWriterCore() {
     if (state_ == State::Writing) discardTemporary(true);
@@ -261,7 +266,7 @@ class ZipWriterCore {
   const std::string& temporaryPath() const { return temporaryPath_; }
 
   std::uint64_t beginItem(const std::string& name, interfaces::CompressionType compression,
-                          std::uint64_t sizeHint) {
+                          std::uint64_t sizeHint, std::optional<std::int64_t> modificationTime) {
     requireWriting();
     std::uint16_t method = methodOf(name, compression);
     checkName(name);
@@ -272,7 +277,7 @@ class ZipWriterCore {
       entry.offset = out_.position();
       entry.method = method;
       entry.flags = isNonAsciiUtf8(name) ? format::kFlagUtf8Name : 0;
-      entry.dosTime = clock_.now();
+      entry.dosTime = dates_.of(modificationTime);
       entry.zip64Sizes = sizeHint >= options_.limits.size;
       names_.insert(name);
       entries_.push_back(std::move(entry));
@@ -280,9 +285,9 @@ class ZipWriterCore {
       if (method == format::kMethodDeflated) {
         if (deflater_) {
           deflater_->reset();
-          setLevel(kDeflateLevel);
+          setLevel(level());
         } else {
-          deflater_ = std::make_unique<Deflater>(path_);
+          deflater_ = std::make_unique<Deflater>(path_, level());
         }
         startWindow(kWindow);
         storedStretch_ = kMinStoredStretch;
@@ -330,7 +335,7 @@ class ZipWriterCore {
       if (std::rename(temporaryPath_.c_str(), path_.c_str()) != 0) {
         int error = errno;
         core::throwFileError(
-            path_, ("rename the temporary file " + temporaryPath_ + " onto it").c_str(), error);
+            path_, "replace it with the new package", error);
       }
       state_ = State::Closed;
       if (options_.syncOnClose) core::syncDirectory(core::directoryOf(path_));
@@ -344,6 +349,11 @@ class ZipWriterCore {
 
  private:
   enum class State { Writing, Failed, Closed, Abandoned };
+
+  /// The level for data that shrinks: the caller's, or the measured default.
+  int level() const {
+    return options_.compressionLevel >= 0 ? options_.compressionLevel : kDeflateLevel;
+  }
 
   static const ZipWriterOptions& checked(const std::string& path, const ZipWriterOptions& options) {
     const Zip64Limits defaults;
@@ -495,7 +505,7 @@ class ZipWriterCore {
   /// stored for a stretch if it did not shrink.
   void endWindow() {
     if (level_ == 0) {
-      setLevel(kDeflateLevel);
+      setLevel(level());
       startWindow(kProbeWindow);
       return;
     }
@@ -675,14 +685,14 @@ class ZipWriterCore {
   std::string temporaryPath_;
   OutputBuffer out_;
   std::unique_ptr<Deflater> deflater_;
-  int level_ = kDeflateLevel;     ///< the deflater's current level
+  int level_;                     ///< the deflater's current level
   std::uint64_t windowLeft_ = 0;  ///< input bytes until the current window ends
   std::uint64_t windowIn_ = 0;    ///< the stream's total input when the window began
   std::uint64_t windowOut_ = 0;   ///< and its total output
   std::uint64_t storedStretch_ = kMinStoredStretch;  ///< length of the next stored stretch
   std::vector<Entry> entries_;
   std::unordered_set<std::string> names_;
-  DosClock clock_;
+  DosDates dates_;
   State state_ = State::Writing;
   std::string firstError_;
   bool itemOpen_ = false;
@@ -748,8 +758,9 @@ ZipWriter& ZipWriter::operator=(ZipWriter&& other) noexcept {
 
 std::shared_ptr<OutputStream> ZipWriter::addItem(const std::string& name,
                                                  interfaces::CompressionType compression,
-                                                 std::uint64_t sizeHint) {
-  std::uint64_t serial = core_->beginItem(name, compression, sizeHint);
+                                                 std::uint64_t sizeHint,
+                                                 std::optional<std::int64_t> modificationTime) {
+  std::uint64_t serial = core_->beginItem(name, compression, sizeHint, modificationTime);
   return std::make_shared<ItemOutputStream>(core_, core_->path(), name, serial);
 }
 

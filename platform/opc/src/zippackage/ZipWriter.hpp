@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <opc/Stream.hpp>
 #include <opc/interfaces/IPhysicalPackage.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
@@ -15,6 +16,8 @@ struct ZipWriterOptions {
   bool syncOnClose = true;              ///< fsync the file and its directory on close
   bool keepTemporaryOnFailure = false;  ///< leave the temporary file behind when writing fails
   Zip64Limits limits;
+  int compressionLevel = -1;             ///< zlib level 0 to 9; -1: the writer's own choice
+  std::optional<std::int64_t> latestTime;  ///< no item is dated later (seconds since the epoch)
 };
 
 class ZipWriterCore;
@@ -35,12 +38,16 @@ class ZipWriter {
   ZipWriter(const ZipWriter&) = delete;
   ZipWriter& operator=(const ZipWriter&) = delete;
 
+  /// Items are dated by `modificationTime` when given (bounded by the options' latest time);
+  /// an undated item (a manifest, the content types) takes the latest date of the items before
+  /// it, or 1980-01-01 when there is none, so that the same items give the same bytes.
   /// Finishes the current item (its stream then refuses writes) and starts a new one. Throws
   /// std::runtime_error naming the item for an empty, over-long, NUL-containing or duplicate
   /// name; those leave the writer usable.
   std::shared_ptr<OutputStream> addItem(const std::string& name,
                                         interfaces::CompressionType compression,
-                                        std::uint64_t sizeHint);
+                                        std::uint64_t sizeHint,
+                                        std::optional<std::int64_t> modificationTime);
   /// Finishes the archive and renames it onto the path. Throws on failure (then nothing is at
   /// the path and the temporary file is removed unless kept on failure).
   void close();

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,15 @@ class OPC_API IPhysicalPackage {
   virtual std::shared_ptr<OutputStream> createItem(const std::string& name,
                                                    CompressionType compression,
                                                    std::uint64_t sizeHint) = 0;
+  /// As above, dating the item by `modificationTime` (seconds since the epoch) when given; a
+  /// container that keeps no dates ignores it.
+  virtual std::shared_ptr<OutputStream> createItem(const std::string& name,
+                                                   CompressionType compression,
+                                                   std::uint64_t sizeHint,
+                                                   std::optional<std::int64_t> modificationTime) {
+    (void)modificationTime;
+    return createItem(name, compression, sizeHint);
+  }
 };
 
 }  // namespace opc::interfaces

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <opc/Export.hpp>
 #include <opc/interfaces/IPhysicalPackage.hpp>
 
@@ -15,6 +16,9 @@ class OPC_API IPhysicalPartInfo {
   virtual CompressionType getCompressionType() const = 0;
   /// The expected uncompressed size in bytes; 0 when unknown.
   virtual std::uint64_t getSize() const = 0;
+  /// The part's own modification time (seconds since the epoch), when it has one; the
+  /// container then dates the item by it rather than by its rule for undated items.
+  virtual std::optional<std::int64_t> getModificationTime() const { return std::nullopt; }
 };
 
 }  // namespace opc::interfaces

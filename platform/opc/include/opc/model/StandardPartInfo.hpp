@@ -16,10 +16,17 @@ class OPC_API StandardPartInfo : public interfaces::IPhysicalPartInfo {
 
   interfaces::CompressionType getCompressionType() const override { return compression_; }
   std::uint64_t getSize() const override { return size_; }
+  std::optional<std::int64_t> getModificationTime() const override { return time_; }
+  /// Dates the part (seconds since the epoch).
+  StandardPartInfo& setModificationTime(std::int64_t time) {
+    time_ = time;
+    return *this;
+  }
 
  private:
   interfaces::CompressionType compression_;
   std::uint64_t size_;
+  std::optional<std::int64_t> time_;
 };
 
 }  // namespace opc::model

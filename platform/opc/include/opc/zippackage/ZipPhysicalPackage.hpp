@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <fl/i18n/ustring.hpp>
 #include <memory>
+#include <optional>
 #include <opc/Export.hpp>
 #include <opc/interfaces/IPhysicalPackage.hpp>
 #include <string>
@@ -53,6 +54,18 @@ class OPC_API ZipPhysicalPackage : public interfaces::IPhysicalPackage {
   std::shared_ptr<OutputStream> createItem(const std::string& name,
                                            interfaces::CompressionType compression,
                                            std::uint64_t sizeHint) override;
+  std::shared_ptr<OutputStream> createItem(const std::string& name,
+                                           interfaces::CompressionType compression,
+                                           std::uint64_t sizeHint,
+                                           std::optional<std::int64_t> modificationTime) override;
+
+  /// The zlib level (0 to 9) of the packages created from now on; -1 restores the default.
+  void setCompressionLevel(int level);
+  /// No item of the packages created from now on is dated later than `latest` (seconds since
+  /// the epoch); none: no bound.
+  void setLatestItemTime(std::optional<std::int64_t> latest);
+  /// The temporary file a package open for creation is being written to; empty otherwise.
+  std::string temporaryPath() const;
 
  private:
   struct Impl;
