@@ -29,8 +29,7 @@ ordered_json texts(const std::vector<ustring>& list) {
 }
 
 ordered_json functionToJson(const VelmorFunction& function) {
-  return ordered_json{{"location", utf8(function.location)},
-                      {"name", utf8(function.name)},
+  return ordered_json{{"name", utf8(function.name)},
                       {"inputs", texts(function.inputs)},
                       {"outputs", texts(function.outputs)}};
 }
@@ -75,7 +74,7 @@ class SettingsReader {
     for (const auto& [key, member] : value.items()) {
       const std::string name = field + "." + key;
       if (key == "location") {
-        out.location = text(member, name);
+        fail(name, tr("the package does not store this setting"));
       } else if (key == "name") {
         out.name = text(member, name);
       } else if (key == "inputs") {
@@ -127,17 +126,14 @@ ordered_json settingsToJson(const KZFSettings& s) {
       {"vrtReleaseVersion", utf8(s.vrtReleaseVersion)},
       {"needJava", s.needJava},
       {"needExclusiveVrtProcess", s.needExclusiveVrtProcess},
-      {"mainFunction", functionToJson(s.mainFunction)},
       {"publicFunctions", functions},
       {"expires", s.expires ? ordered_json(boost::gregorian::to_iso_extended_string(*s.expires))
                             : ordered_json(nullptr)},
       {"velmorPath", texts(s.velmorPath)},
       {"javaClassPath", texts(s.javaClassPath)},
       {"libraryPath", texts(s.libraryPath)},
-      {"applicationOptions", texts(s.applicationOptions)},
       {"runtimeOptions", texts(s.runtimeOptions)},
       {"warningState", texts(s.warningState)},
-      {"prefdir", utf8(s.prefdir)},
       {"initStartMessage", utf8(s.initStartMessage)},
       {"initCompleteMessage", utf8(s.initCompleteMessage)},
       {"sessionKey", keyText(s.sessionKey)},
@@ -166,12 +162,19 @@ KZFSettings settingsFromJson(const json& document, const std::string& origin) {
       {"needExclusiveVrtProcess",
        [&](const json& v, const std::string& f) { s.needExclusiveVrtProcess = read.flag(v, f); }},
       {"mainFunction",
-       [&](const json& v, const std::string& f) { s.mainFunction = read.function(v, f); }},
+       [&](const json&, const std::string& f) {
+         read.fail(f, tr("the package does not store this setting (the first of "
+                         "publicFunctions is the main function)"));
+       }},
       {"publicFunctions",
        [&](const json& v, const std::string& f) {
          if (!v.is_array()) read.fail(f, tr("expected a list of functions"));
          for (std::size_t i = 0; i < v.size(); ++i) {
            s.publicFunctions.push_back(read.function(v[i], f + "[" + std::to_string(i) + "]"));
+           // The manifest declares functions with equal locations once: each gets its own, one
+           // no folder path can equal, so that every function listed is stored.
+           s.publicFunctions.back().location =
+               u"\u0001function " + fl::i18n::to_ustring(std::to_string(i));
          }
        }},
       {"expires", [&](const json& v, const std::string& f) { s.expires = read.date(v, f); }},
@@ -182,12 +185,18 @@ KZFSettings settingsFromJson(const json& document, const std::string& origin) {
       {"libraryPath",
        [&](const json& v, const std::string& f) { s.libraryPath = read.textList(v, f); }},
       {"applicationOptions",
-       [&](const json& v, const std::string& f) { s.applicationOptions = read.textList(v, f); }},
+       [&](const json&, const std::string& f) {
+         read.fail(f, tr("the package does not store this setting"));
+       }},
       {"runtimeOptions",
        [&](const json& v, const std::string& f) { s.runtimeOptions = read.textList(v, f); }},
       {"warningState",
        [&](const json& v, const std::string& f) { s.warningState = read.textList(v, f); }},
-      {"prefdir", [&](const json& v, const std::string& f) { s.prefdir = read.text(v, f); }},
+      {"prefdir",
+       [&](const json&, const std::string& f) {
+         read.fail(f, tr("the package does not store this setting (its preference folder is "
+                         "always .velmor)"));
+       }},
       {"initStartMessage",
        [&](const json& v, const std::string& f) { s.initStartMessage = read.text(v, f); }},
       {"initCompleteMessage",

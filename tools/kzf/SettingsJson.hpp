@@ -7,13 +7,14 @@
 
 namespace kzf::tool {
 
-/// Every field of `settings` under its own name, texts as UTF-8, the expiry date as
+/// Every field the package stores (not mainFunction, the first public function; not prefdir,
+/// applicationOptions or function locations) under its own name, texts as UTF-8, the expiry date as
 /// "YYYY-MM-DD" (null when unset) and the key material as the text it is stored as.
 nlohmann::ordered_json settingsToJson(const Quorlith::kzfpackage::KZFSettings& settings);
 
 /// The settings in `document` (the form settingsToJson writes; absent fields keep their
 /// defaults). Throws ToolError naming `origin` and the field for an unknown field, a value of
-/// the wrong type or a malformed date.
+/// the wrong type, a malformed date, or a field the package does not store.
 Quorlith::kzfpackage::KZFSettings settingsFromJson(const nlohmann::json& document,
                                                    const std::string& origin);
 
