@@ -75,7 +75,7 @@ class FailureLineTest : public KzfCliTest, public ::testing::WithParamInterface<
 
 TEST_P(FailureLineTest, IsOneLineWithItsIdentifierAndStatusOne) {
   writeFile("here.kzf", "not a zip");
-  const KzfRun run = kzf(GetParam().arguments);
+  const KzfRun run = kzf(GetParam().arguments, {{"SOURCE_DATE_EPOCH", "soon"}});
   EXPECT_EQ(1, run.status) << describe(run);
   EXPECT_EQ("", run.out);
   std::string expected = GetParam().line;
@@ -100,10 +100,37 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{"MissingSettingsFile",
                     {"create", "--settings", "none.json", "a.kzf", "here.kzf"},
                     "kzf: none.json: cannot open the settings file [KZF_SETTINGS_UNREADABLE]"},
+        FailureCase{"NothingToStore",
+                    {"create", "a.kzf", "--exclude", "*", "here.kzf"},
+                    "kzf: a.kzf: nothing to store: the sources hold no file, folder or link "
+                    "[KZF_NOTHING_TO_STORE]"},
+        FailureCase{"BadSourceDateEpoch",
+                    {"create", "a.kzf", "here.kzf"},
+                    "kzf: SOURCE_DATE_EPOCH=soon: not a number of seconds since 1970-01-01 "
+                    "[KZF_SOURCE_DATE_EPOCH_INVALID]"},
         FailureCase{"MissingListFile",
                     {"create", "--list", "none.txt", "a.kzf"},
                     "kzf: none.txt: cannot open the list file [KZF_LIST_UNREADABLE]"}),
     [](const ::testing::TestParamInfo<FailureCase>& row) { return row.param.name; });
+
+TEST_F(CommandLineTest, ZipWithoutFileManifestIsNotAPackage) {
+  // A sound OPC zip with one part, made by another writer.
+  writeFile("plain.py", R"(import zipfile
+z = zipfile.ZipFile('plain.zip', 'w')
+z.writestr('[Content_Types].xml', '<Types xmlns="http://schemas.openxmlformats.org/package/'
+           '2006/content-types"><Default Extension="txt" ContentType="text/plain"/></Types>')
+z.writestr('a.txt', 'x')
+)");
+  ASSERT_EQ(0, std::system(("cd '" + tmp.path().string() + "' && python3 plain.py").c_str()));
+  for (const char* command : {"list", "verify", "settings"}) {
+    const KzfRun run = kzf({command, "plain.zip"});
+    EXPECT_EQ(1, run.status) << describe(run);
+    EXPECT_EQ("", run.out);
+    EXPECT_EQ("kzf: plain.zip: not a KZF package (the zip has no file manifest) "
+              "[KZF_NOT_A_PACKAGE]\n",
+              run.err);
+  }
+}
 
 TEST_F(CommandLineTest, NotAZipFailsWithoutATrace) {
   writeFile("here.kzf", "not a zip");

@@ -129,6 +129,28 @@ TEST_F(CreateExtractTest, DanglingLinksAreRefusedBeforeAnythingIsWritten) {
   EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\n", kzf({"list", "app.kzf"}).out);
 }
 
+TEST_F(CreateExtractTest, ExcludedAndSpecialFilesAreLeftOut) {
+  makeSampleTree();
+  writeFile("src/bin/run.o", "object");
+  writeFile("src/.git/HEAD", "ref");
+  ASSERT_EQ(0, ::mkfifo((tmp / "src/pipe").c_str(), 0644));
+  const KzfRun refused = kzf({"create", "app.kzf", "src"});
+  EXPECT_EQ(1, refused.status) << describe(refused);
+  EXPECT_EQ("kzf: FIFO, socket or device file (--skip-special leaves it out): src/pipe "
+            "[KZF_SPECIAL_FILES]\n",
+            refused.err);
+  EXPECT_FALSE(fs::exists(tmp / "app.kzf"));
+
+  const KzfRun skipped = kzf({"create", "--skip-special", "--exclude", "*.o", "--exclude", ".git",
+                              "--exclude", "bin/x*", "-0", "app.kzf", "src"});
+  ASSERT_EQ(0, skipped.status) << describe(skipped);
+  EXPECT_EQ("kzf: warning: leaving out src/pipe (a FIFO, socket or device file)\n", skipped.err);
+  EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\n", kzf({"list", "app.kzf"}).out);
+  // -0 stores: the compressed size is the size, give or take the deflate block headers.
+  const auto entries = parseJson(kzf({"list", "--json", "app.kzf"}));
+  EXPECT_GE(entries[4]["compressedSize"].get<int>(), 14);
+}
+
 TEST_F(CreateExtractTest, LinkLeavingTheFolderBringsItsTarget) {
   writeFile("shared/util.m", "function util\n");
   fs::create_directories(tmp / "src");

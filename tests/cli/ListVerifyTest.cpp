@@ -39,31 +39,39 @@ TEST_F(ListVerifyTest, PlainListingHasNamesOnly) {
   EXPECT_EQ("", run.err);
 }
 
-TEST_F(ListVerifyTest, LongListingHasKindModeSizeDateAndName) {
+TEST_F(ListVerifyTest, LongListingHasSizesRatioDateAndLinkTargets) {
+  writeFile("src/lines.txt", std::string(1000, 'x'));
+  writeFile("s.json", "{}");
+  ASSERT_EQ(0, kzf({"create", "--force", "--settings", "s.json", "app.kzf", "src"}).status);
   const KzfRun run = kzf({"list", "-l", "app.kzf"});
   ASSERT_EQ(0, run.status) << describe(run);
   EXPECT_EQ(
-      "d---------            0 ------------------- bin\n"
-      "-rwxr-xr-x           10 2020-09-13 12:26:40 bin/run.sh\n"
-      "d---------            0 ------------------- empty\n"
+      "d---------            0            0   0% ------------------- bin\n"
+      "-rwxr-xr-x           10           12   0% 2020-09-13 12:26:40 bin/run.sh\n"
+      "d---------            0            0   0% ------------------- empty\n"
       // A link is dated by its target; its size is that of its target text.
-      "lrwxrwxrwx            6 2020-09-13 12:26:40 link.m\n"
-      "-rw-r--r--           14 2020-09-13 12:26:40 main.m\n",
+      "-rw-r--r--         1000           11  98% 2020-09-13 12:26:40 lines.txt\n"
+      "lrwxrwxrwx            6            8   0% 2020-09-13 12:26:40 link.m -> main.m\n"
+      "-rw-r--r--           14           16   0% 2020-09-13 12:26:40 main.m\n",
       run.out);
+  // The manifests under /.META/ show with --all only.
+  EXPECT_NE(std::string::npos, kzf({"list", "--all", "app.kzf"}).out.find(".META/manifest.xml"));
 }
 
 TEST_F(ListVerifyTest, JsonListingParsesWithEveryField) {
   const KzfRun run = kzf({"list", "--json", "app.kzf"});
   ASSERT_EQ(0, run.status) << describe(run);
   EXPECT_EQ(nlohmann::json::parse(R"([
-    {"name": "bin", "kind": "folder", "mode": null, "date": null, "size": 0},
+    {"name": "bin", "kind": "folder", "mode": null, "date": null, "size": 0,
+     "compressedSize": 0, "target": null},
     {"name": "bin/run.sh", "kind": "file", "mode": "rwxr-xr-x", "date": "2020-09-13T12:26:40",
-     "size": 10},
-    {"name": "empty", "kind": "folder", "mode": null, "date": null, "size": 0},
+     "size": 10, "compressedSize": 12, "target": null},
+    {"name": "empty", "kind": "folder", "mode": null, "date": null, "size": 0,
+     "compressedSize": 0, "target": null},
     {"name": "link.m", "kind": "link", "mode": "rwxrwxrwx", "date": "2020-09-13T12:26:40",
-     "size": 6},
+     "size": 6, "compressedSize": 8, "target": "main.m"},
     {"name": "main.m", "kind": "file", "mode": "rw-r--r--", "date": "2020-09-13T12:26:40",
-     "size": 14}])"),
+     "size": 14, "compressedSize": 16, "target": null}])"),
             parseJson(run));
 }
 

@@ -13,8 +13,8 @@ const char* const kSettings = R"({
   "componentName": "Übersicht",
   "vrtMajorVersion": "9", "vrtMinorVersion": "12", "vrtReleaseVersion": "1",
   "needJava": true,
-  "publicFunctions": [{"location": "/app/main.m", "name": "main",
-                       "inputs": ["a", "b"], "outputs": ["c"]}],
+  "publicFunctions": [{"name": "main", "inputs": ["a", "b"], "outputs": ["c"]},
+                      {"name": "helper", "inputs": [], "outputs": []}],
   "expires": "2031-12-24",
   "velmorPath": ["app", "app/lib"],
   "runtimeOptions": ["-nojvm"],
@@ -41,7 +41,7 @@ TEST_F(SettingsCommandTest, StoredSettingsComeBackAsJson) {
   EXPECT_EQ("12", settings["vrtMinorVersion"]);
   EXPECT_EQ(true, settings["needJava"]);
   EXPECT_EQ(false, settings["needExclusiveVrtProcess"]);
-  EXPECT_EQ("main", settings["mainFunction"]["name"]);
+  EXPECT_EQ("helper", settings["publicFunctions"][1]["name"]);  // each function is stored
   EXPECT_EQ(json::parse(R"(["a","b"])"), settings["publicFunctions"][0]["inputs"]);
   EXPECT_EQ("2031-12-24", settings["expires"]);
   EXPECT_EQ(json::parse(R"(["app","app/lib"])"), settings["velmorPath"]);
@@ -111,6 +111,18 @@ INSTANTIATE_TEST_SUITE_P(
                     R"(setting "expires": expected a date YYYY-MM-DD or null)"},
         BadSettings{"UnknownFunctionKey", R"({"publicFunctions": [{"name": "f"}, {"nmae": "g"}]})",
                     R"(setting "publicFunctions[1].nmae": unknown setting)"},
+        // What the package does not store is refused rather than silently dropped.
+        BadSettings{"Prefdir", R"({"prefdir": "p"})",
+                    R"(setting "prefdir": the package does not store this setting (its )"
+                    "preference folder is always .velmor)"},
+        BadSettings{"ApplicationOptions", R"({"applicationOptions": []})",
+                    R"(setting "applicationOptions": the package does not store this setting)"},
+        BadSettings{"MainFunction", R"({"mainFunction": {}})",
+                    R"(setting "mainFunction": the package does not store this setting (the )"
+                    "first of publicFunctions is the main function)"},
+        BadSettings{"FunctionLocation", R"({"publicFunctions": [{"location": "/a"}]})",
+                    R"(setting "publicFunctions[0].location": the package does not store )"
+                    "this setting"},
         BadSettings{"NotAnObject", R"(["uuid"])", "the settings must be one JSON object"}),
     [](const ::testing::TestParamInfo<BadSettings>& row) { return row.param.name; });
 

@@ -119,12 +119,12 @@ int runCreate(const CreateOptions& options) {
   const SourceList sources = collectSources(options.sources);
   const kzfpkg::KZFSettings settings =
       options.settingsFile.empty() ? kzfpkg::KZFSettings() : readSettingsFile(options.settingsFile);
-  const std::optional<std::int64_t> latestDate = sourceDateEpoch();
   if (sources.files.empty()) {
     throw ToolError("KZF_NOTHING_TO_STORE",
                     tr("{0}: nothing to store: the sources hold no file, folder or link",
                        {options.package}));
   }
+  const std::optional<std::int64_t> latestDate = sourceDateEpoch();
   for (const std::string& special : sources.skippedSpecial) {
     std::cerr << "kzf: "
               << tr("warning: leaving out {0} (a FIFO, socket or device file)", {special})

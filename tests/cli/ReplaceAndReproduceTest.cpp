@@ -1,0 +1,127 @@
+// kzf create over an old package when interrupted, and the same bytes from the same tree.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+
+#include <chrono>
+#include <random>
+#include <thread>
+
+#include "CliTestSupport.hpp"
+
+namespace kzftest {
+namespace {
+
+class ReplaceAndReproduceTest : public KzfCliTest {
+ protected:
+  /// The zip dates of `package` as zipinfo prints them in UTC ("yyyymmdd.hhmmss"), one each.
+  std::vector<std::string> zipDates(const std::string& package) {
+    const std::string command = "cd '" + tmp.path().string() + "' && TZ=UTC zipinfo -T '" +
+                                package + "' | awk '/^[-dl]/ {print $7}'";
+    std::vector<std::string> dates;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    for (char line[64]; pipe != nullptr && std::fgets(line, sizeof line, pipe) != nullptr;) {
+      dates.emplace_back(line, std::strcspn(line, "\n"));
+    }
+    if (pipe != nullptr) ::pclose(pipe);
+    return dates;
+  }
+
+  /// Starts `kzf create --force -9 new.kzf big` and returns its process id.
+  pid_t startCreate() {
+    const std::string package = (tmp / "new.kzf").string();
+    const std::string source = (tmp / "big").string();
+    std::vector<std::string> args = {"kzf", "create", "--force", "--quiet", "-9", package, source};
+    std::vector<char*> argv;
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    EXPECT_EQ(0, ::posix_spawn(&pid, KZF_TOOL_PATH, nullptr, nullptr, argv.data(), environ));
+    return pid;
+  }
+
+  std::vector<std::string> folderNames() {
+    std::vector<std::string> names;
+    for (fs::directory_iterator it(tmp.path()), end; it != end; ++it) {
+      names.push_back(it->path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+};
+
+// Whenever a signal lands, the path holds a whole readable package: the old one unless the run
+// had finished, and a caught signal leaves no temporary file behind.
+TEST_F(ReplaceAndReproduceTest, InterruptedCreateKeepsTheOldPackageWhole) {
+  for (int file = 0; file < 6; ++file) {
+    std::string text;
+    for (int line = 0; line < 120000; ++line) {
+      text += std::to_string(line * 7919 % 100003) + " line of file " + std::to_string(file) + "\n";
+    }
+    writeFile("big/f" + std::to_string(file) + ".txt", text);
+  }
+  writeFile("old/a.txt", "old content\n");
+  ASSERT_EQ(0, kzf({"create", "new.kzf", "old"}).status);
+  const std::string old = readWholeFile(tmp / "new.kzf");
+
+  const auto start = std::chrono::steady_clock::now();
+  pid_t timing = startCreate();
+  int status = 0;
+  ::waitpid(timing, &status, 0);
+  const auto runTime = std::chrono::steady_clock::now() - start;
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+
+  std::mt19937 random(20261124);
+  int interrupted = 0;
+  for (int signal : {SIGINT, SIGTERM, SIGKILL, SIGINT, SIGTERM, SIGHUP, SIGKILL, SIGINT}) {
+    std::ofstream((tmp / "new.kzf").string(), std::ios::binary) << old;
+    const pid_t pid = startCreate();
+    std::this_thread::sleep_for(runTime * std::uniform_real_distribution<>(0.0, 0.9)(random));
+    ::kill(pid, signal);
+    ::waitpid(pid, &status, 0);
+    const bool finished = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (!finished) {
+      ++interrupted;
+      EXPECT_EQ(old, readWholeFile(tmp / "new.kzf")) << "signal " << signal;
+      if (signal == SIGKILL) {
+        EXPECT_TRUE(WIFSIGNALED(status));
+      } else {
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 128 + signal) << status;
+      }
+    }
+    EXPECT_EQ(0, kzf({"list", "new.kzf"}).status) << "signal " << signal;
+    if (signal != SIGKILL) {
+      EXPECT_EQ((std::vector<std::string>{"big", "new.kzf", "old"}), folderNames())
+          << "signal " << signal;
+    }
+    for (const std::string& name : folderNames()) {
+      if (name.rfind(".kzf", 0) == 0) fs::remove(tmp / name);  // a killed run's leftovers
+    }
+  }
+  EXPECT_GT(interrupted, 0);
+}
+
+TEST_F(ReplaceAndReproduceTest, SameTreeGivesTheSameBytesDatedByItsEntries) {
+  makeSampleTree();
+  ASSERT_EQ(0, kzf({"create", "a.kzf", "src"}).status);
+  std::this_thread::sleep_for(std::chrono::milliseconds(2100));  // zip dates count 2 seconds
+  ASSERT_EQ(0, kzf({"create", "b.kzf", "src"}).status);
+  EXPECT_EQ(readWholeFile(tmp / "a.kzf"), readWholeFile(tmp / "b.kzf"));
+  // Every item, the manifests too, carries the tree's date (2020-09-13 12:26:40 UTC).
+  const std::vector<std::string> dates = zipDates("a.kzf");
+  ASSERT_FALSE(dates.empty());
+  for (const std::string& date : dates) EXPECT_EQ("20200913.122640", date);
+
+  // SOURCE_DATE_EPOCH bounds every date: the zip headers and the entries alike.
+  const std::string bound = std::to_string(kSampleTime - 86400 * 365);
+  ASSERT_EQ(0, kzf({"create", "c.kzf", "src"}, {{"SOURCE_DATE_EPOCH", bound}}).status);
+  for (const std::string& date : zipDates("c.kzf")) EXPECT_EQ("20190914.122640", date);
+  for (const auto& entry : parseJson(kzf({"list", "--json", "c.kzf"}))) {
+    if (!entry["date"].is_null()) {
+      EXPECT_EQ("2019-09-14T12:26:40", entry["date"]);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kzftest
