@@ -68,3 +68,19 @@ endforeach()
 if(NOT EXISTS ${prefix}/share/man/man1/kzf.1)
   message(FATAL_ERROR "the kzf manual page was not installed")
 endif()
+
+# Moved elsewhere, the prefix still speaks German: the catalogs are found beside the library,
+# not at the path the build was configured for. (Skipped where no German locale is installed.)
+execute_process(COMMAND locale -a OUTPUT_VARIABLE locales)
+if(locales MATCHES "de_DE\\.utf8")
+  file(RENAME ${prefix} ${KZF_WORK_DIR}/moved)
+  file(GLOB_RECURSE moved_kzf ${KZF_WORK_DIR}/moved/bin/kzf)
+  foreach(command "list;missing.kzf" "create;a.kzf;missing")
+    execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=KZF_LOCALEDIR --unset=LC_ALL
+                      LANG=de_DE.UTF-8 LANGUAGE=de ${moved_kzf} ${command}
+                    WORKING_DIRECTORY ${KZF_WORK_DIR}/run ERROR_VARIABLE err RESULT_VARIABLE status)
+    if(NOT status EQUAL 1 OR NOT err MATCHES "(wurde nicht gefunden|keine solche Datei)")
+      message(FATAL_ERROR "the moved prefix's kzf ${command} is not German (${status}): ${err}")
+    endif()
+  endforeach()
+endif()

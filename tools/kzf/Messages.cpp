@@ -3,6 +3,8 @@
 
 #include <libintl.h>
 
+#include <fl/i18n/MessageCatalog.hpp>
+
 #include <cstdlib>
 #include <vector>
 
@@ -34,8 +36,7 @@ std::string fill(const std::string& pattern, const std::vector<std::string>& arg
 }  // namespace
 
 void initMessages() {
-  const char* dir = std::getenv("KZF_LOCALEDIR");
-  ::bindtextdomain(kDomain, dir != nullptr && *dir != '\0' ? dir : KZF_TOOL_LOCALEDIR);
+  ::bindtextdomain(kDomain, fl::i18n::MessageCatalog::localeFolder().c_str());
 }
 
 std::string tr(const char* english, std::initializer_list<std::string> arguments) {

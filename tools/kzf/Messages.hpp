@@ -28,8 +28,8 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Binds the tool's message domain "kzf" to the folder named by $KZF_LOCALEDIR, or to the
-/// installed locale folder. Call once, after setlocale.
+/// Binds the tool's message domain "kzf" to the library's catalog folder
+/// (MessageCatalog::localeFolder). Call once, after setlocale.
 void initMessages();
 
 /// The translation of `english` in the messages locale, converted to the process encoding,

@@ -1,6 +1,8 @@
 // The message catalog: English texts translated through gettext, arguments filled in.
+#include <dlfcn.h>
 #include <libintl.h>
 #include <locale.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <fl/i18n/MessageCatalog.hpp>
@@ -19,8 +21,7 @@ using Argument = resource_core::BaseMsgID::Argument;
 void bindTextDomainOnce() {
   static std::once_flag once;
   std::call_once(once, [] {
-    const char* dir = std::getenv("KZF_LOCALEDIR");
-    ::bindtextdomain(kTextDomain, dir != nullptr && *dir != '\0' ? dir : KZF_LOCALEDIR);
+    ::bindtextdomain(kTextDomain, MessageCatalog::localeFolder().c_str());
     // Translations come back as UTF-8 whatever the locale's codeset; the one conversion to the
     // process encoding happens where the text leaves as narrow text.
     ::bind_textdomain_codeset(kTextDomain, "UTF-8");
@@ -88,6 +89,23 @@ ustring unknownMessage(const resource_core::BaseMsgID& id) {
 }
 
 }  // namespace
+
+std::string MessageCatalog::localeFolder() {
+  const char* dir = std::getenv("KZF_LOCALEDIR");
+  if (dir != nullptr && *dir != '\0') return dir;
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<void*>(&MessageCatalog::localeFolder), &info) != 0 &&
+      info.dli_fname != nullptr) {
+    const std::string library = info.dli_fname;
+    const std::size_t slash = library.rfind('/');
+    if (slash != std::string::npos) {
+      const std::string folder = library.substr(0, slash) + "/" KZF_LOCALEDIR_FROM_LIBDIR;
+      struct stat status {};
+      if (::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return folder;
+    }
+  }
+  return KZF_LOCALEDIR;
+}
 
 ustring MessageCatalog::get_message(const resource_core::BaseMsgID& id, const QlLocale& locale) {
   const char* english = id.component() == detail::kKzfPackageComponent

@@ -5,6 +5,7 @@
 #include <fl/i18n/QlLocale.hpp>
 #include <fl/i18n/ustring.hpp>
 #include <resource_core/BaseMsgID.hpp>
+#include <string>
 
 namespace fl::i18n {
 
@@ -20,6 +21,12 @@ class FL_I18N_API MessageCatalog {
   /// because of the content of the arguments or of a translation: undecodable bytes become
   /// U+FFFD.
   static ustring get_message(const resource_core::BaseMsgID& id, const QlLocale& locale);
+
+  /// The folder the catalogs are read from: $KZF_LOCALEDIR when set; else the locale folder
+  /// beside the library file that holds this code (found where the library is, so that an
+  /// installed prefix moved elsewhere keeps its translations); else the folder of the install
+  /// the library was built for.
+  static std::string localeFolder();
 };
 
 }  // namespace fl::i18n
