@@ -117,7 +117,12 @@ void KZFPackage::open(KZFOpenMode openMode) {
 void KZFPackage::openForRead(const ustring& absolutePath) {
   std::string narrow = to_string(absolutePath);
   verbose << "Open KZF " << narrow << " for read access" << std::endl;
-  if (!fs::exists(fs::path(narrow))) {
+  // Asked without exceptions, so that a failure reads as the reason, not as a library call.
+  boost::system::error_code ec;
+  if (!fs::exists(fs::path(narrow), ec)) {
+    if (ec && ec != boost::system::errc::no_such_file_or_directory) {
+      throw std::runtime_error(narrow + ": " + ec.message());
+    }
     throw DeployedException(KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE(narrow));
   }
   // The settings are read through a first open; the package is then opened afresh, so that
@@ -134,7 +139,12 @@ void KZFPackage::openForCreate(const ustring& absolutePath) {
   fs::path target(narrow);
   storage->physicalPackage.setCompressionLevel(createOptions.compressionLevel);
   storage->physicalPackage.setLatestItemTime(createOptions.latestDate);
-  if (fs::exists(target)) {
+  boost::system::error_code ec;
+  const bool exists = fs::exists(target, ec);
+  if (ec && ec != boost::system::errc::no_such_file_or_directory) {
+    throw std::runtime_error(narrow + ": " + ec.message());
+  }
+  if (exists) {
     // Only the owner-write bit is tested, whoever the caller is: a package the owner marked
     // read-only is not replaced, and nothing has moved yet when this refuses.
     struct stat st {};

@@ -32,13 +32,6 @@ class ListVerifyTest : public KzfCliTest {
   }
 };
 
-TEST_F(ListVerifyTest, PlainListingHasNamesOnly) {
-  const KzfRun run = kzf({"list", "app.kzf"});
-  ASSERT_EQ(0, run.status) << describe(run);
-  EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\n", run.out);
-  EXPECT_EQ("", run.err);
-}
-
 TEST_F(ListVerifyTest, LongListingHasSizesRatioDateAndLinkTargets) {
   writeFile("src/lines.txt", std::string(1000, 'x'));
   writeFile("s.json", "{}");

@@ -65,6 +65,8 @@ TEST_P(MessageIdentifier, CarriesItsNameAndArgumentsIntoTheException) {
   EXPECT_EQ(error.identifier(), row.name);
   EXPECT_NE(error.message().rfind(row.name, 0), 0u) << "no catalog text for " << row.name;
   for (std::size_t i = 0; i < row.arity; ++i) {
+    // The open mode word is carried for the trace and for callers, never shown to users.
+    if (row.name == std::string("KZFPACKAGE_OPEN_FAILED") && i == 1) continue;
     EXPECT_NE(error.message().find("/arg" + std::to_string(i)), std::string::npos);
   }
   EXPECT_EQ(error.message().find('{'), std::string::npos) << "a placeholder is left";

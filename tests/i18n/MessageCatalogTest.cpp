@@ -38,12 +38,12 @@ class MessageCatalogTest : public ::testing::Test {
 
 TEST_F(MessageCatalogTest, FillsPlaceholdersInTheirOrder) {
   EXPECT_EQ(messageOf("KZFPACKAGE_OPEN_FAILED", {"/tmp/a.kzf", "Read", "no such file"}),
-            u"Could not open the package /tmp/a.kzf for Read: no such file");
+            u"Could not open the package /tmp/a.kzf: no such file");
   EXPECT_EQ(messageOf("KZFPACKAGE_EXTRACT_FAILED", {"/out", "missing kzf file manifest file."}),
             u"Could not extract the package into /out: missing kzf file manifest file.");
   // Placeholders without arguments stay as they are.
   EXPECT_EQ(messageOf("KZFPACKAGE_OPEN_FAILED", {"/tmp/a.kzf"}),
-            u"Could not open the package /tmp/a.kzf for {1}: {2}");
+            u"Could not open the package /tmp/a.kzf: {2}");
   // Argument texts are not scanned for placeholders.
   EXPECT_EQ(messageOf("KZFPACKAGE_CLOSE_FAILED", {"{1}", "x"}),
             u"Could not close the package {1}: x");

@@ -84,7 +84,7 @@ TEST_F(KZFPackageLifecycleTest, MissingArchiveIsNamedByItsAbsolutePath) {
 TEST_F(KZFPackageLifecycleTest, ReadingAFileThatIsNotAZipFailsToOpen) {
   writeFile(packagePath(), "not a zip at all");
   KZFPackage package(u(packagePath()), {});
-  EXPECT_KZF_ERROR_WITH(package.open(kzf::Read), "KZFPACKAGE_OPEN_FAILED", "Read");
+  EXPECT_KZF_ERROR_WITH(package.open(kzf::Read), "KZFPACKAGE_OPEN_FAILED", "not a zip archive");
   EXPECT_KZF_ERROR(package.extract(u(tmp / "out")), "KZFPACKAGE_NOT_OPEN");
 }
 

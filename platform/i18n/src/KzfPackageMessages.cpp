@@ -17,7 +17,7 @@ struct MessageText {
 constexpr MessageText kMessages[] = {
     {"KZFPACKAGE_NOT_OPEN", N_("The package {0} is not open.")},
     {"KZFPACKAGE_INVALID_XML", N_("The file manifest is not valid: {0}")},
-    {"KZFPACKAGE_OPEN_FAILED", N_("Could not open the package {0} for {1}: {2}")},
+    {"KZFPACKAGE_OPEN_FAILED", N_("Could not open the package {0}: {2}")},
     {"KZFPACKAGE_CLOSE_FAILED", N_("Could not close the package {0}: {1}")},
     {"KZFPACKAGE_ALREADY_OPENED", N_("The package {0} is already open.")},
     {"KZFPACKAGE_EXTRACT_FAILED", N_("Could not extract the package into {0}: {1}")},
