@@ -33,11 +33,17 @@ TEST_F(GermanMessagesTest, LibraryErrorIsGerman) {
             run.err);
 }
 
-TEST_F(GermanMessagesTest, ToolMessagesAreGerman) {
+TEST_F(GermanMessagesTest, ToolMessagesAndHelpAreGerman) {
   const KzfRun run = kzfGerman({"create", "a.kzf", "weg"});
   EXPECT_EQ(1, run.status) << describe(run);
   EXPECT_EQ("kzf: weg: keine solche Datei und kein solcher Ordner [KZF_SOURCE_NOT_FOUND]\n",
             run.err);
+  const KzfRun help = kzfGerman({"list", "--help"});
+  EXPECT_EQ(0, help.status) << describe(help);
+  for (const char* text : {"Aufruf: kzf list [OPTIONEN] PACKAGE", "Argumente:", "Optionen:",
+                           "Diese Hilfe ausgeben und beenden."}) {
+    EXPECT_NE(std::string::npos, help.out.find(text)) << text << " in\n" << help.out;
+  }
 }
 
 }  // namespace

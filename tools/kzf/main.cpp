@@ -45,8 +45,23 @@ struct CommandLine {
   bool asJson = false;
 
   CommandLine() {
-    app.set_version_flag("--version", std::string("kzf ") + KZF_TOOL_VERSION +
-                                          " (libqlkzfpackage " + libqlkzfpackage_version + ")");
+    // The help's own words go through the catalog too; the commands inherit them.
+    const std::shared_ptr<CLI::FormatterBase> formatter = app.get_formatter();
+    formatter->label("Usage", tr("Usage"));
+    formatter->label("OPTIONS", tr("OPTIONS"));
+    formatter->label("SUBCOMMAND", tr("SUBCOMMAND"));
+    formatter->label("SUBCOMMANDS", tr("SUBCOMMANDS"));
+    formatter->label("Positionals", tr("Positionals"));
+    formatter->label("REQUIRED", tr("REQUIRED"));
+    formatter->label("Excludes", tr("Excludes"));
+    formatter->label("Needs", tr("Needs"));
+    formatter->label("Env", tr("Env"));
+    app.option_defaults()->group(tr("Options"));
+    app.set_help_flag("-h,--help", tr("Print this help and exit."));
+    app.set_version_flag("--version",
+                         std::string("kzf ") + KZF_TOOL_VERSION + " (libqlkzfpackage " +
+                             libqlkzfpackage_version + ")",
+                         tr("Print the versions of the tool and of the library and exit."));
     app.require_subcommand(1);
 
     create = app.add_subcommand("create", tr("Write a package of files, folders and links."));
@@ -117,13 +132,13 @@ struct CommandLine {
 
   /// The usage line of the command that was named, or of kzf itself.
   std::string usage() const {
-    const CLI::Formatter formatter;
+    const auto formatter = std::dynamic_pointer_cast<CLI::Formatter>(app.get_formatter());
     for (const CLI::App* command : {create, extract, list, settings, verify}) {
       if (command->parsed()) {
-        return formatter.make_usage(command, "kzf " + command->get_name());
+        return formatter->make_usage(command, "kzf " + command->get_name());
       }
     }
-    return formatter.make_usage(&app, "kzf");
+    return formatter->make_usage(&app, "kzf");
   }
 
   int run(std::ostream& out) {
