@@ -44,6 +44,8 @@ TEST_F(GermanMessagesTest, ToolMessagesAndHelpAreGerman) {
                            "Diese Hilfe ausgeben und beenden."}) {
     EXPECT_NE(std::string::npos, help.out.find(text)) << text << " in\n" << help.out;
   }
+  EXPECT_EQ("kzf: unerwartetes Argument: b\nAufruf: kzf list [OPTIONEN] PACKAGE\n",
+            kzfGerman({"list", "a", "b"}).err);
 }
 
 }  // namespace

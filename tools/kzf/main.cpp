@@ -156,6 +156,28 @@ struct CommandLine {
   }
 };
 
+/// The command-line parser's complaint in the user's language: the usual ones are recognised
+/// by their English form and said again through the catalog; others stay as they are.
+std::string parseErrorText(const CLI::ParseError& e) {
+  const std::string text = e.what();
+  const std::size_t colon = text.find(": ");
+  const auto endsWith = [&](const std::string& tail) {
+    return text.size() >= tail.size() &&
+           text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+  };
+  if (dynamic_cast<const CLI::RequiredError*>(&e) != nullptr) {
+    if (text.find("subcommand") != std::string::npos) return tr("name a command");
+    if (endsWith(" is required")) return tr("{0} is missing", {text.substr(0, text.size() - 12)});
+  }
+  if (dynamic_cast<const CLI::ExtrasError*>(&e) != nullptr && colon != std::string::npos) {
+    return tr("unexpected argument: {0}", {text.substr(colon + 2)});
+  }
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&e) != nullptr && colon != std::string::npos) {
+    return tr("{0}: a value is missing", {text.substr(0, colon)});
+  }
+  return text;
+}
+
 int fail(const std::string& message, const std::string& identifier) {
   std::cerr << "kzf: " << message << " [" << identifier << "]\n";
   return kFailure;
@@ -168,7 +190,7 @@ int run(int argc, char** argv, std::ostream& out) {
     return line.run(out);
   } catch (const CLI::ParseError& e) {
     if (e.get_exit_code() == 0) return line.app.exit(e, out, std::cerr);  // --help, --version
-    std::cerr << "kzf: " << e.what() << '\n' << line.usage();
+    std::cerr << "kzf: " << parseErrorText(e) << '\n' << line.usage();
     return kUsage;
   } catch (const UsageError& e) {
     std::cerr << "kzf: " << e.what() << '\n' << line.usage();
