@@ -126,9 +126,10 @@ z.writestr('a.txt', 'x')
     const KzfRun run = kzf({command, "plain.zip"});
     EXPECT_EQ(1, run.status) << describe(run);
     EXPECT_EQ("", run.out);
-    EXPECT_EQ("kzf: plain.zip: not a KZF package (the zip has no file manifest) "
-              "[KZF_NOT_A_PACKAGE]\n",
-              run.err);
+    EXPECT_EQ(
+        "kzf: plain.zip: not a KZF package (the zip has no file manifest) "
+        "[KZF_NOT_A_PACKAGE]\n",
+        run.err);
   }
 }
 

@@ -131,9 +131,10 @@ TEST_F(CreateExtractTest, ExcludedAndSpecialFilesAreLeftOut) {
   ASSERT_EQ(0, ::mkfifo((tmp / "src/pipe").c_str(), 0644));
   const KzfRun refused = kzf({"create", "app.kzf", "src"});
   EXPECT_EQ(1, refused.status) << describe(refused);
-  EXPECT_EQ("kzf: FIFO, socket or device file (--skip-special leaves it out): src/pipe "
-            "[KZF_SPECIAL_FILES]\n",
-            refused.err);
+  EXPECT_EQ(
+      "kzf: FIFO, socket or device file (--skip-special leaves it out): src/pipe "
+      "[KZF_SPECIAL_FILES]\n",
+      refused.err);
   EXPECT_FALSE(fs::exists(tmp / "app.kzf"));
 
   const KzfRun skipped = kzf({"create", "--skip-special", "--exclude", "*.o", "--exclude", ".git",

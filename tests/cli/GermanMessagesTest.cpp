@@ -40,8 +40,8 @@ TEST_F(GermanMessagesTest, ToolMessagesAndHelpAreGerman) {
             run.err);
   const KzfRun help = kzfGerman({"list", "--help"});
   EXPECT_EQ(0, help.status) << describe(help);
-  for (const char* text : {"Aufruf: kzf list [OPTIONEN] PACKAGE", "Argumente:", "Optionen:",
-                           "Diese Hilfe ausgeben und beenden."}) {
+  for (const char* text : {"Aufruf: kzf list [OPTIONEN] PACKAGE",
+                           "Argumente:", "Optionen:", "Diese Hilfe ausgeben und beenden."}) {
     EXPECT_NE(std::string::npos, help.out.find(text)) << text << " in\n" << help.out;
   }
   EXPECT_EQ("kzf: unerwartetes Argument: b\nAufruf: kzf list [OPTIONEN] PACKAGE\n",

@@ -180,7 +180,8 @@ TEST_F(ZipTest, AMissingFileOrDirectoryIsNamed) {
                    "No such file");
   EXPECT_FALSE(package.isOpen());
   ZipPhysicalPackage created(upath(tmp / "no-such-dir" / "p.zip"), false, false);
-  EXPECT_ZIP_ERROR(created.open(OpenMode::Create), "no-such-dir: cannot create a file in the folder");
+  EXPECT_ZIP_ERROR(created.open(OpenMode::Create),
+                   "no-such-dir: cannot create a file in the folder");
 }
 
 class ZipCloseFailure : public ZipTest, public ::testing::WithParamInterface<bool> {};

@@ -4,12 +4,12 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 #include <filesystem>
 #include <iostream>
 #include <kzfpackage/kzfpackage.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "Interrupt.hpp"
 #include "Messages.hpp"
@@ -120,15 +120,14 @@ int runCreate(const CreateOptions& options) {
   const kzfpkg::KZFSettings settings =
       options.settingsFile.empty() ? kzfpkg::KZFSettings() : readSettingsFile(options.settingsFile);
   if (sources.files.empty()) {
-    throw ToolError("KZF_NOTHING_TO_STORE",
-                    tr("{0}: nothing to store: the sources hold no file, folder or link",
-                       {options.package}));
+    throw ToolError(
+        "KZF_NOTHING_TO_STORE",
+        tr("{0}: nothing to store: the sources hold no file, folder or link", {options.package}));
   }
   const std::optional<std::int64_t> latestDate = sourceDateEpoch();
   for (const std::string& special : sources.skippedSpecial) {
     std::cerr << "kzf: "
-              << tr("warning: leaving out {0} (a FIFO, socket or device file)", {special})
-              << '\n';
+              << tr("warning: leaving out {0} (a FIFO, socket or device file)", {special}) << '\n';
   }
   for (const DanglingLink& link : sources.skipped) {
     std::cerr << "kzf: "
@@ -148,8 +147,7 @@ int runCreate(const CreateOptions& options) {
   // The new package is written to a temporary file beside the old one, which stays whole at
   // its path until close renames the new one over it; an interruption removes the new one.
   InterruptCleanup cleanup;
-  cleanup.track([&] { package.open(kzfpkg::Create); },
-                [&] { return package.temporaryFilePath(); });
+  cleanup.track([&] { package.open(kzfpkg::Create); }, [&] { return package.temporaryFilePath(); });
   if (!options.settingsFile.empty()) package.setKZFSettings(settings);
   if (!options.title.empty() || !options.creator.empty() || !options.description.empty()) {
     opc::model::CoreProperties properties;
@@ -184,14 +182,14 @@ int runList(const std::string& path, const ListOptions& options, std::ostream& o
     ordered_json list = ordered_json::array();
     for (const kzfpkg::KZFEntryInfo& info : entries) {
       const unsigned mode = info.entry.getPermission();
-      list.push_back(ordered_json{
-          {"name", fl::i18n::ustring_to_utf8(info.entry.getName())},
-          {"kind", kindWord(info.entry.getType())},
-          {"mode", mode == 0 ? ordered_json(nullptr) : ordered_json(modeText(mode))},
-          {"date", textOrNull(dateText(info.entry, 'T'))},
-          {"size", info.size},
-          {"compressedSize", info.compressedSize},
-          {"target", textOrNull(info.linkTarget)}});
+      list.push_back(
+          ordered_json{{"name", fl::i18n::ustring_to_utf8(info.entry.getName())},
+                       {"kind", kindWord(info.entry.getType())},
+                       {"mode", mode == 0 ? ordered_json(nullptr) : ordered_json(modeText(mode))},
+                       {"date", textOrNull(dateText(info.entry, 'T'))},
+                       {"size", info.size},
+                       {"compressedSize", info.compressedSize},
+                       {"target", textOrNull(info.linkTarget)}});
     }
     out << list.dump(2) << '\n';
     return kSuccess;

@@ -1,9 +1,10 @@
 // Removing what an interrupted create made: the handler only calls async-signal-safe functions.
 #include "Interrupt.hpp"
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstring>
-#include <unistd.h>
 
 namespace kzf::tool {
 
@@ -34,9 +35,7 @@ InterruptCleanup::Held::Held() {
   sigprocmask(SIG_BLOCK, &set, &saved_);
 }
 
-InterruptCleanup::Held::~Held() {
-  sigprocmask(SIG_SETMASK, &saved_, nullptr);
-}
+InterruptCleanup::Held::~Held() { sigprocmask(SIG_SETMASK, &saved_, nullptr); }
 
 InterruptCleanup::InterruptCleanup() {
   struct sigaction action {};

@@ -3,9 +3,8 @@
 
 #include <libintl.h>
 
-#include <fl/i18n/MessageCatalog.hpp>
-
 #include <cstdlib>
+#include <fl/i18n/MessageCatalog.hpp>
 #include <vector>
 
 namespace kzf::tool {
@@ -35,9 +34,7 @@ std::string fill(const std::string& pattern, const std::vector<std::string>& arg
 
 }  // namespace
 
-void initMessages() {
-  ::bindtextdomain(kDomain, fl::i18n::MessageCatalog::localeFolder().c_str());
-}
+void initMessages() { ::bindtextdomain(kDomain, fl::i18n::MessageCatalog::localeFolder().c_str()); }
 
 std::string tr(const char* english, std::initializer_list<std::string> arguments) {
   return fill(::dgettext(kDomain, english), arguments);

@@ -155,11 +155,10 @@ class Collector {
     if (special_.empty()) return;
     std::string names;
     for (const std::string& name : special_) names += (names.empty() ? "" : ", ") + name;
-    throw ToolError(
-        "KZF_SPECIAL_FILES",
-        trPlural("FIFO, socket or device file (--skip-special leaves it out): {0}",
-                 "FIFOs, sockets or device files (--skip-special leaves them out): {0}",
-                 special_.size(), {names}));
+    throw ToolError("KZF_SPECIAL_FILES",
+                    trPlural("FIFO, socket or device file (--skip-special leaves it out): {0}",
+                             "FIFOs, sockets or device files (--skip-special leaves them out): {0}",
+                             special_.size(), {names}));
   }
 
   SourceList take() { return std::move(list_); }

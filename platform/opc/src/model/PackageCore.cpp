@@ -207,9 +207,8 @@ std::uint32_t PackageCore::createPart(const PartName& name, const ContentType& t
     throw InvalidPartName(name.toString(), "the package already has the equivalent part \"" +
                                                describe(parts_[existing->second].name) + "\"");
   }
-  std::shared_ptr<OutputStream> stream =
-      physical_->createItem(name.getItemName(), info.getCompressionType(), info.getSize(),
-                            info.getModificationTime());
+  std::shared_ptr<OutputStream> stream = physical_->createItem(
+      name.getItemName(), info.getCompressionType(), info.getSize(), info.getModificationTime());
   std::uint32_t index = addPart(name.toString(), internType(type.toString()));
   partsByKey_.emplace(std::move(key), index);
   currentStream_ = std::move(stream);

@@ -145,8 +145,8 @@ class OutputBuffer {
 class Deflater {
  public:
   Deflater(const std::string& archive, int level) {
-    int rc = deflateInit2(&stream_, level, Z_DEFLATED, -MAX_WBITS, kDeflateMemLevel,
-                          Z_DEFAULT_STRATEGY);
+    int rc =
+        deflateInit2(&stream_, level, Z_DEFLATED, -MAX_WBITS, kDeflateMemLevel, Z_DEFAULT_STRATEGY);
     if (rc != Z_OK) {
       throwArchiveError(archive,
                         std::string("cannot set up the deflate compressor: ") + zError(rc));
@@ -334,8 +334,7 @@ class ZipWriterCore {
       file_.close();
       if (std::rename(temporaryPath_.c_str(), path_.c_str()) != 0) {
         int error = errno;
-        core::throwFileError(
-            path_, "replace it with the new package", error);
+        core::throwFileError(path_, "replace it with the new package", error);
       }
       state_ = State::Closed;
       if (options_.syncOnClose) core::syncDirectory(core::directoryOf(path_));

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <opc/Export.hpp>
 #include <opc/interfaces/IPhysicalPackage.hpp>
+#include <optional>
 
 namespace opc::interfaces {
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <fl/i18n/ustring.hpp>
 #include <memory>
-#include <optional>
 #include <opc/Export.hpp>
 #include <opc/interfaces/IPhysicalPackage.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
