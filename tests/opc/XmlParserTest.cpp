@@ -141,14 +141,6 @@ TEST_P(RefusedDocumentTest, BothParsersRefuseWithTheSameText) {
 INSTANTIATE_TEST_SUITE_P(Documents, RefusedDocumentTest, ::testing::ValuesIn(refusedDocuments()),
                          kzftest::RowLabel());
 
-TEST(XmlParser, RootNamespaceIsChecked) {
-  auto parser = XercesHelper::createParser();
-  kzftest::TextInputStream in("<r xmlns='urn:other'/>");
-  EXPECT_OPC_ERROR(
-      XercesHelper::readDocumentFromStream(*parser, in, false, u"urn:t", u"", u"doc.xml"),
-      InvalidXMLDocument, "doc.xml: the root element \"r\" is in namespace \"urn:other\", not");
-}
-
 /// `levels` elements nested in one another, the outermost in urn:t.
 std::string nested(std::size_t levels) {
   std::string xml = "<r xmlns='urn:t'>";
@@ -157,7 +149,7 @@ std::string nested(std::size_t levels) {
   return xml + "</r>";
 }
 
-TEST(XmlParser, DepthIsCountedAfreshPerDocumentUpToTheLimit) {
+TEST(XmlParser, DepthIsCountedAfreshPerDocumentAndStopsTheReadEarly) {
   auto parser = XercesHelper::createParser();
   const std::size_t limit = XercesHelper::kDefaultMaxElementDepth;
   for (int round = 0; round < 2; ++round) {
@@ -169,14 +161,12 @@ TEST(XmlParser, DepthIsCountedAfreshPerDocumentUpToTheLimit) {
         XercesHelper::readDocumentFromStream(*parser, tooDeep, false, u"urn:t", u"", u"d"),
         InvalidXMLDocument, "elements nested deeper than 256 levels");
   }
-}
-
-TEST(XmlParser, AMillionLevelsFailAfterReadingTheFirstFewOfThem) {
-  kzftest::TextInputStream in(nested(1000000), 64 * 1024);
-  auto parser = XercesHelper::createParser();
-  EXPECT_OPC_ERROR(XercesHelper::readDocumentFromStream(*parser, in, false, u"urn:t", u"", u"m"),
+  // A million levels would keep an unbounded parser busy for hours: the parse stops at level
+  // 257, having read no more than the scanner's first buffers.
+  kzftest::TextInputStream million(nested(1000000), 64 * 1024);
+  EXPECT_OPC_ERROR(XercesHelper::readDocumentFromStream(*parser, million, false, u"", u"", u"m"),
                    InvalidXMLDocument, "m, line 1, column 786: elements nested deeper than 256");
-  EXPECT_LE(in.bytesRead, 256u * 1024u);
+  EXPECT_LE(million.bytesRead, 256u * 1024u);
 }
 
 TEST(XmlParser, DocumentsReadByUriAreCappedAndHardenedToo) {
