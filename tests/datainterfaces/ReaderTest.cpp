@@ -12,6 +12,7 @@
 #include <sstream>
 #include <utility>
 
+#include "ReversingReaderHandle.hpp"
 #include "RowLabel.hpp"
 
 namespace {
@@ -107,73 +108,59 @@ TEST_F(PlainFileReaderTest, ReadsTheLinkTextEvenWhenDanglingButNeverACutOne) {
   EXPECT_EQ(link->readLink(buffer, 22, meta), 21);
 }
 
-/// Serves its marker text for every name ending in its suffix (or no reader at all).
-class MarkerHandle : public KZFReaderFactoryHandle {
+/// Claims the names ending in its suffix and serves reversing readers for them, or none.
+class SuffixHandle : public KZFReaderFactoryHandle {
  public:
-  MarkerHandle(fl::i18n::ustring suffix, bool transforms, std::string marker, bool serves = true)
-      : suffix_(std::move(suffix)), transforms_(transforms), marker_(marker), serves_(serves) {}
-  bool claims(const fl::i18n::ustring& name) const override {
-    return name.size() >= suffix_.size() &&
-           name.compare(name.size() - suffix_.size(), suffix_.size(), suffix_) == 0;
-  }
+  SuffixHandle(fl::i18n::ustring suffix, bool transforms, bool serves = true)
+      : reversing_({std::move(suffix)}), transforms_(transforms), serves_(serves) {}
+  bool claims(const fl::i18n::ustring& name) const override { return reversing_.claims(name); }
   bool transforms(const fl::i18n::ustring&) const override { return transforms_; }
-  std::unique_ptr<KZFFileReader> createFileReader(const fl::i18n::ustring&) const override {
-    struct Reader : KZFFileReader {
-      std::string text;
-      long read(char* buffer, std::size_t, KZFMetaData&) override {
-        text.copy(buffer, text.size());
-        return static_cast<long>(std::exchange(text, "").size());
-      }
-      long readLink(char*, std::size_t, KZFMetaData&) override { return fail(-EINVAL); }
-    };
-    auto reader = std::make_unique<Reader>();
-    reader->text = marker_;
-    return serves_ ? std::move(reader) : nullptr;
+  std::unique_ptr<KZFFileReader> createFileReader(const fl::i18n::ustring& name) const override {
+    return serves_ ? reversing_.createFileReader(name) : nullptr;
   }
-  std::unique_ptr<KZFStreamReader> createStreamReader(const fl::i18n::ustring&,
-                                                      opc::InputStream&) const override {
-    struct Reader : KZFStreamReader {
-      std::string text;
-      KZFByteArray readAll() override { return KZFByteArray(text); }
-    };
-    auto reader = std::make_unique<Reader>();
-    reader->text = marker_;
-    return serves_ ? std::move(reader) : nullptr;
+  std::unique_ptr<KZFStreamReader> createStreamReader(const fl::i18n::ustring& name,
+                                                      opc::InputStream& in) const override {
+    return serves_ ? reversing_.createStreamReader(name, in) : nullptr;
   }
 
  private:
-  fl::i18n::ustring suffix_;
+  kzftest::ReversingReaderHandle reversing_;
   bool transforms_;
-  std::string marker_;
   bool serves_;
 };
 
 std::string asString(const KZFByteArray& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
-TEST(ReaderFactoryTest, TheFirstClaimingHandleServesAndDecides) {
-  KZFFileReaderFactory factory({std::make_shared<MarkerHandle>(u".m", false, "first-m"),
-                                std::make_shared<MarkerHandle>(u".m", true, "second-m")});
-  factory.addHandle(std::make_shared<MarkerHandle>(u".p", true, "only-p"));
+TEST_F(PlainFileReaderTest, TheFirstClaimingHandleServesAndDecides) {
+  // The second ".m" handle would fail to serve: only the first is asked.
+  KZFFileReaderFactory factory({std::make_shared<SuffixHandle>(u".m", false),
+                                std::make_shared<SuffixHandle>(u".m", true, false)});
+  factory.addHandle(std::make_shared<SuffixHandle>(u".p", true));
   EXPECT_FALSE(factory.willBeTransformed(u"app/f.m"));
   EXPECT_TRUE(factory.willBeTransformed(u"app/f.p"));
   EXPECT_FALSE(factory.willBeTransformed(u"app/f.txt"));
-  EXPECT_EQ(readAll(*factory.getReader(u"/src/f.m")), "first-m");
-  EXPECT_EQ(readAll(*factory.getReader(u"/src/f.p")), "only-p");
-  std::istringstream stored(std::string(200'000, 'x'));
+  for (const char* name : {"f.m", "f.p", "f.txt"}) write(name, "abc");
+  EXPECT_EQ(readAll(*factory.getReader(upath(tmp / "f.m"))), "cba");
+  EXPECT_EQ(readAll(*factory.getReader(upath(tmp / "f.p"))), "cba");
+  EXPECT_EQ(readAll(*factory.getReader(upath(tmp / "f.txt"))), "abc");
+  std::istringstream stored(std::string(200'000, 'x') + "y");
   opc::StdIStreamAdaptor in(stored);
-  EXPECT_EQ(asString(factory.getReader(u"app/f.m", in)->readAll()), "first-m");
-  EXPECT_EQ(asString(factory.getReader(u"data.bin", in)->readAll()), std::string(200'000, 'x'));
+  EXPECT_EQ(asString(factory.getReader(u"app/f.m", in)->readAll()),
+            "y" + std::string(200'000, 'x'));
+  std::istringstream unclaimed("abc");
+  opc::StdIStreamAdaptor plain(unclaimed);
+  EXPECT_EQ(asString(factory.getReader(u"data.bin", plain)->readAll()), "abc");
 }
 
 TEST(ReaderFactoryTest, NullHandlesAndMissingReadersAreReported) {
   EXPECT_THAT(
       [] {
-        KZFFileReaderFactory({std::make_shared<MarkerHandle>(u".m", true, ""), nullptr});
+        KZFFileReaderFactory({std::make_shared<SuffixHandle>(u".m", true), nullptr});
       },
       ThrowsMessage<std::invalid_argument>(HasSubstr("reader factory handle 1 is null")));
   EXPECT_THAT([] { KZFFileReaderFactory().addHandle(nullptr); },
               ThrowsMessage<std::invalid_argument>(HasSubstr("reader factory handle 0 is null")));
-  KZFFileReaderFactory factory({std::make_shared<MarkerHandle>(u".m", true, "m", false)});
+  KZFFileReaderFactory factory({std::make_shared<SuffixHandle>(u".m", true, false)});
   EXPECT_THAT([&] { factory.getReader(u"/src/f.m"); },
               ThrowsMessage<std::runtime_error>(
                   HasSubstr("handle claiming '/src/f.m' returned no file reader")));

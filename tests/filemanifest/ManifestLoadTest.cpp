@@ -161,14 +161,6 @@ INSTANTIATE_TEST_SUITE_P(
                    "fileEntry"}),
     kzftest::RowLabel());
 
-TEST_F(ManifestLoadTest, ASchemaLocationHintIsNotFollowed) {
-  const std::string hinted =
-      "<fileEntries xmlns=\"" + kNs +
-      "\" xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xsi:schemaLocation=\"" + kNs +
-      " file:///nonexistent/other.xsd\"" + kRootAttributes + ">" + entryText("a") +
-      "</fileEntries>";
-  EXPECT_EQ(load(hinted).size(), 1u);
-}
 
 class ManifestAttackTest : public kzftest::FileManifestTest,
                            public ::testing::WithParamInterface<kzftest::XmlAttack> {};
