@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <kzfpackage/kzf_manifest.hpp>
+#include <xsd_binder/DocumentIO.hpp>
 #include <xsd_binder/MalformedDocumentError.hpp>
 
 #include "KzfErrorMatchers.hpp"
@@ -14,6 +16,7 @@
 #include "RowLabel.hpp"
 #include "SettingsFixture.hpp"
 #include "XmlAttacks.hpp"
+#include "kzf_manifest_dom.hpp"
 
 namespace {
 
@@ -190,6 +193,22 @@ TEST(ConfigManifest, AnotherToolsDocumentLoadsWithFirstOccurrencesCounting) {
   EXPECT_EQ(s.initCompleteMessage, u"done");
 }
 
+TEST(ConfigManifest, TheBindingCarriesFeatureListsThroughAndNeverFetchesASchema) {
+  const std::string features = "<lm-feature-list><feature code=\"S\">pro <b>x</b></feature>";
+  std::istringstream text(
+      variant("</public-functions>", "</public-functions>" + features + "</lm-feature-list>"));
+  opc::StdIStreamAdaptor in(text);
+  std::ostringstream out;
+  xsd_binder::writeToStream(xsd_binder::parseStream<kzf_manifest::manifest>(in, u"", u""), out,
+                            false, u"");
+  EXPECT_THAT(out.str(), HasSubstr(features));
+  std::istringstream again(kValid);
+  opc::StdIStreamAdaptor named(again);
+  EXPECT_THAT([&] { xsd_binder::parseStream<kzf_manifest::manifest>(named, u"urn:x", u"x.xsd"); },
+              ::testing::Throws<xsd_binder::MalformedDocumentError>(::testing::Property(
+                  &xsd_binder::MalformedDocumentError::reason, HasSubstr("refused to load"))));
+}
+
 enum class Failure { CoreProperties, BadLexicalCast, Malformed };
 
 struct BadRow {
@@ -241,6 +260,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadRow{"ExpiresNoSuchDay", "expires=\"2012-Jul-24\"", "expires=\"2012-Feb-30\"",
                Failure::BadLexicalCast},
         BadRow{"NotWellFormed", "</manifest>", "</manifst>", Failure::Malformed},
+        BadRow{"WrongRoot", kValid, "<manifests/>", Failure::Malformed},
+        BadRow{"ChildInAnotherNamespace", kPrefdir, "<prefdir xmlns=\"urn:x\" ref=\"P\"/>",
+               Failure::Malformed},
         BadRow{"UnknownTopLevelElement", "<configuration ", "<link/><configuration ",
                Failure::Malformed},
         BadRow{"UnknownConfigurationChild", kPrefdir, kPrefdir + "<extra/>", Failure::Malformed},
