@@ -1,5 +1,4 @@
-// Test support for the file manifest: captured standard output, hand-written
-// manifests and a plain (non-validating) look at what the serializer wrote.
+// Test support for the file manifest: captured standard output and hand-written manifests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,16 +9,10 @@
 #include <iostream>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
-#include <map>
-#include <opc/util/XercesHelper.hpp>
 #include <resource_core/BaseMsgID.hpp>
 #include <sstream>
 #include <string>
 #include <variant>
-#include <vector>
-#include <xercesc/dom/DOMElement.hpp>
-#include <xercesc/dom/DOMNamedNodeMap.hpp>
-#include <xercesc/dom/DOMNode.hpp>
 
 #include "MemoryStreams.hpp"
 
@@ -64,49 +57,6 @@ inline std::string entryText(const std::string& name, const std::string& type = 
                              const std::string& more = "") {
   return "<fileEntry name=\"" + name + "\" content=\"/" + name + "\" type=\"" + type + "\"" +
          (more.empty() ? "" : " " + more) + "/>";
-}
-
-using Attributes = std::map<std::string, std::string>;
-
-/// A written manifest read back without validation: the root and each child element.
-struct WrittenManifest {
-  std::string rootName;
-  std::string rootNamespace;
-  Attributes rootAttributes;
-  std::vector<std::string> childNamespaces;
-  std::vector<Attributes> entries;
-};
-
-inline std::string narrow(const XMLCh* text) {
-  return text == nullptr ? std::string() : fl::i18n::to_string(fl::i18n::ustring(text));
-}
-
-inline Attributes attributesOf(const xercesc::DOMNode& node) {
-  Attributes result;
-  const xercesc::DOMNamedNodeMap* map = node.getAttributes();
-  for (XMLSize_t i = 0; i < map->getLength(); ++i) {
-    const xercesc::DOMNode* attribute = map->item(i);
-    if (narrow(attribute->getNodeName()).rfind("xmlns", 0) == 0) continue;
-    result[narrow(attribute->getNodeName())] = narrow(attribute->getNodeValue());
-  }
-  return result;
-}
-
-inline WrittenManifest readWritten(const std::string& xml) {
-  auto parser = opc::util::XercesHelper::createParser();
-  TextInputStream in(xml);
-  auto document = opc::util::XercesHelper::readDocumentFromStream(*parser, in, false, u"", u"");
-  const xercesc::DOMElement* root = document->getDocumentElement();
-  WrittenManifest written;
-  written.rootName = narrow(root->getLocalName());
-  written.rootNamespace = narrow(root->getNamespaceURI());
-  written.rootAttributes = attributesOf(*root);
-  for (const xercesc::DOMNode* child = root->getFirstChild(); child != nullptr;
-       child = child->getNextSibling()) {
-    written.childNamespaces.push_back(narrow(child->getNamespaceURI()));
-    written.entries.push_back(attributesOf(*child));
-  }
-  return written;
 }
 
 /// A serializer per test, with helpers to save to text and load from text (capturing what

@@ -1,4 +1,5 @@
-// Test support for the package model: error matchers and small stream helpers.
+// Test support for the package model: error matchers, part streams, a zip container per test
+// that can also be laid out item by item, and a look at written XML.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -8,11 +9,16 @@
 #include <opc/String.hpp>
 #include <opc/model/Part.hpp>
 #include <opc/util/XercesHelper.hpp>
+#include <opc/zippackage/ZipPhysicalPackage.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
+
+#include "MemoryStreams.hpp"
+#include "TempDir.hpp"
+#include "XmlAttacks.hpp"
 
 /// Expects `statement` to throw `Type` whose text contains `text`.
 #define EXPECT_OPC_ERROR(statement, Type, text) \
@@ -20,46 +26,70 @@
 
 namespace opctest {
 
-inline opc::ustring u16(const std::string& ascii) {
-  return opc::ustring(ascii.begin(), ascii.end());
-}
-
 /// Writes `bytes` to the part's output stream.
 inline void writePart(opc::model::Part part, const std::string& bytes) {
   auto out = part.getOutputStream();
   ASSERT_EQ(out->write(bytes.data(), bytes.size()), bytes.size());
 }
 
-/// Reads the whole of the part.
-inline std::string readPart(const opc::model::Part& part) {
-  auto in = part.getInputStream();
+inline std::string readAll(opc::InputStream& in) {
   std::ostringstream out;
-  opc::StreamHelper::copyStreamToStream(*in, out);
+  opc::StreamHelper::copyStreamToStream(in, out);
   return out.str();
 }
 
-/// Names the rows of a TEST_P table after their `label` field.
-struct RowLabel {
-  template <typename Row>
-  std::string operator()(const ::testing::TestParamInfo<Row>& row) const {
-    return row.param.label;
-  }
-};
+inline std::string readPart(const opc::model::Part& part) {
+  return readAll(*part.getInputStream());
+}
 
 /// UTF-16 to ASCII for assertions (each code unit must be ASCII).
 inline std::string ascii(const opc::ustring& text) { return std::string(text.begin(), text.end()); }
+
+/// A fresh zip file per test: `container` to build packages on, and raw items for reading.
+class ContainerTest : public kzftest::TempDirTest {
+ protected:
+  /// Writes `items` (name, bytes) as they stand; "[Content_Types].xml" holds `types` first.
+  void layOut(const std::string& types,
+              const std::vector<std::pair<std::string, std::string>>& items) {
+    container.open(opc::interfaces::OpenMode::Create);
+    std::vector<std::pair<std::string, std::string>> all = {
+        {"[Content_Types].xml",
+         "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>" + types +
+             "</Types>"}};
+    all.insert(all.end(), items.begin(), items.end());
+    for (const auto& [name, bytes] : all) {
+      container.createItem(name, opc::interfaces::CompressionType::Deflated, 0)
+          ->write(bytes.data(), bytes.size());
+    }
+    container.close(false);
+  }
+  /// The stored items, each as "name method".
+  std::vector<std::string> itemNames() {
+    opc::zippackage::ZipPhysicalPackage reader(path, false, false);
+    reader.open(opc::interfaces::OpenMode::Read);
+    std::vector<std::string> names;
+    for (const auto& item : reader.getItems()) names.push_back(item.name);
+    return names;
+  }
+  std::string item(const std::string& name) {
+    opc::zippackage::ZipPhysicalPackage reader(path, false, false);
+    reader.open(opc::interfaces::OpenMode::Read);
+    return readAll(*reader.openItem(name));
+  }
+
+  const opc::ustring path = opc::toString((tmp / "p.kzf").string());
+  opc::zippackage::ZipPhysicalPackage container{path, false, false};
+};
 
 /// The elements under the root of an XML text, each as "Name attr=value attr=value" with the
 /// attributes sorted by name, for comparing written documents independent of attribute order.
 inline std::vector<std::string> childElements(const std::string& xml) {
   auto parser = opc::util::XercesHelper::createParser();
-  std::istringstream text(xml);
-  opc::StdIStreamAdaptor in(text);
+  kzftest::TextInputStream in(xml);
   auto document = opc::util::XercesHelper::readDocumentFromStream(*parser, in, false, u"", u"");
   std::vector<std::string> out;
-  for (auto* node = document->getDocumentElement()->getFirstChild(); node != nullptr;
-       node = node->getNextSibling()) {
-    if (node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) continue;
+  for (auto* node = document->getDocumentElement()->getFirstElementChild(); node != nullptr;
+       node = node->getNextElementSibling()) {
     std::map<std::string, std::string> attributes;
     auto* map = node->getAttributes();
     for (XMLSize_t i = 0; i < map->getLength(); ++i) {

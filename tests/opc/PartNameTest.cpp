@@ -33,24 +33,17 @@ TEST_P(EncodeComponentTest, EncodesAsTheTableSays) {
 INSTANTIATE_TEST_SUITE_P(
     Table, EncodeComponentTest,
     ::testing::Values(
-        EncodingRow{"PlainPathKeepsSlashes", u"app/f.m", "/", u"app/f.m"},
         EncodingRow{"SlashEncodedUnlessKept", u"a/b", "", u"a%2Fb"},
         EncodingRow{"Space", u"my file.txt", "/", u"my%20file.txt"},
-        EncodingRow{"Percent", u"100%.txt", "/", u"100%25.txt"},
-        EncodingRow{"Hash", u"a#b", "/", u"a%23b"},
-        EncodingRow{"QuestionMark", u"a?b", "/", u"a%3Fb"},
-        EncodingRow{"Brackets", u"[x]", "/", u"%5Bx%5D"},
         EncodingRow{"AlwaysEncodedEvenWhenAskedToKeep", u"%[]#?", "%[]#?", u"%25%5B%5D%23%3F"},
         EncodingRow{"Backslash", u"a\\b", "/", u"a%5Cb"},
-        EncodingRow{"NonAsciiBmp", u"\u00e9t\u00e9/\u65e5\u672c", "/",
-                    u"%C3%A9t%C3%A9/%E6%97%A5%E6%9C%AC"},
-        EncodingRow{"Astral", u"\U0001F600.txt", "/", u"%F0%9F%98%80.txt"},
+        EncodingRow{"TwoThreeAndFourBytes", u"\u00e9\u65e5\U0001F600", "/",
+                    u"%C3%A9%E6%97%A5%F0%9F%98%80"},
         EncodingRow{"SubDelimitersColonAtKept", u"!$&'()*+,;=:@", "/", u"!$&'()*+,;=:@"},
         EncodingRow{"UnreservedNeverEncoded", u"AZaz09-._~", "", u"AZaz09-._~"},
         EncodingRow{"OtherAsciiEncoded", u"\"<>^`{|}", "/", u"%22%3C%3E%5E%60%7B%7C%7D"},
-        EncodingRow{"ControlsAndDelete", u"\t\x7f", "/", u"%09%7F"},
-        EncodingRow{"Empty", u"", "/", u""}),
-    opctest::RowLabel());
+        EncodingRow{"ControlsAndDelete", u"\t\x7f", "/", u"%09%7F"}),
+    kzftest::RowLabel());
 
 TEST(EncodeComponentRefusal, LoneSurrogatesHaveNoUtf8Form) {
   for (ustring text : {ustring(u"a") + char16_t(0xD800), ustring(1, char16_t(0xDC00)) + u"b",
@@ -81,35 +74,15 @@ INSTANTIATE_TEST_SUITE_P(
         InvalidNameRow{"EmptySegment", u"/a//b", "empty segment"},
         InvalidNameRow{"TrailingSlash", u"/a/", "ends with '/'"},
         InvalidNameRow{"DotSegment", u"/a/./b", "'.' or '..' segment"},
-        InvalidNameRow{"DotDotSegment", u"/a/..", "'.' or '..' segment"},
-        InvalidNameRow{"ContentTypesStream", u"/[Content_Types].xml", "reserved"},
         InvalidNameRow{"ContentTypesStreamOtherCase", u"/[content_types].XML", "reserved"},
         InvalidNameRow{"RawSpace", u"/a b", "character ' ' at offset 2 must be percent-encoded"},
-        InvalidNameRow{"RawHash", u"/a#b", "character '#'"},
         InvalidNameRow{"RawNonAscii", u"/\u00e9", "character U+00E9"},
-        InvalidNameRow{"TruncatedEscape", u"/a%2", "malformed percent-encoding at offset 2"},
-        InvalidNameRow{"NonHexEscape", u"/a%zz", "malformed percent-encoding"}),
-    opctest::RowLabel());
+        InvalidNameRow{"TruncatedEscape", u"/a%2", "malformed percent-encoding at offset 2"}),
+    kzftest::RowLabel());
 
 TEST(PartNameTest, AcceptsEncodedBackslashAndSegmentsEndingInDot) {
   EXPECT_EQ(PartName(u"/lib/a%5Cb").getItemName(), "lib/a%5Cb");
   EXPECT_EQ(PartName(u"/a./b.").getItemName(), "a./b.");
-}
-
-TEST(PartNameTest, ErrorNamesTheNameAndKeepsTheReason) {
-  try {
-    PartName name(u"/a//b");
-    FAIL() << "accepted";
-  } catch (const InvalidPartName& e) {
-    EXPECT_STREQ(e.what(), "invalid part name \"/a//b\": it has an empty segment ('//')");
-    EXPECT_EQ(e.getName(), u"/a//b");
-  }
-}
-
-TEST(PartNameTest, ItemNameIsTheEncodedNameWithoutTheLeadingSlash) {
-  PartName name(u"/" + URI::encodeComponent(u"dir one/\u00e9 #1.txt", "/"));
-  EXPECT_EQ(name.getItemName(), "dir%20one/%C3%A9%20%231.txt");
-  EXPECT_EQ(name.toString(), u"/dir%20one/%C3%A9%20%231.txt");
 }
 
 TEST(PartNameTest, EquivalenceIgnoresAsciiCase) {
@@ -154,14 +127,11 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(ResolveRow{"FromPackageRoot", u"/", u"docProps/core.xml",
                                  u"/docProps/core.xml"},
                       ResolveRow{"Sibling", u"/a/b.xml", u"c.xml", u"/a/c.xml"},
-                      ResolveRow{"DotSibling", u"/a/b.xml", u"./c.xml", u"/a/c.xml"},
-                      ResolveRow{"Parent", u"/a/b.xml", u"../c.xml", u"/c.xml"},
                       ResolveRow{"TwoUpOneDown", u"/a/b/c.xml", u"../../d/e.xml", u"/d/e.xml"},
                       ResolveRow{"AboveTheRootStaysAtTheRoot", u"/a/b.xml", u"../../../c", u"/c"},
                       ResolveRow{"AbsolutePath", u"/a/b.xml", u"/x/./y.xml", u"/x/y.xml"},
-                      ResolveRow{"FragmentKept", u"/a/b.xml", u"c.xml#part", u"/a/c.xml#part"},
                       ResolveRow{"SchemeUnchanged", u"/a/b.xml", u"http://example.com/x/../y",
                                  u"http://example.com/x/../y"}),
-    opctest::RowLabel());
+    kzftest::RowLabel());
 
 }  // namespace

@@ -11,14 +11,13 @@
 
 namespace kzftest {
 
-/// Reads `text`, at most `chunk` bytes per read; counts reads and bytes.
+/// Reads `text`, at most `chunk` bytes per read; counts the bytes.
 class TextInputStream : public opc::InputStream {
  public:
   explicit TextInputStream(std::string text, std::size_t chunk = 4096)
       : text_(std::move(text)), chunk_(chunk) {}
 
   std::size_t read(char* buffer, std::size_t max) override {
-    ++reads;
     std::size_t n = std::min({max, chunk_, text_.size() - position_});
     std::memcpy(buffer, text_.data() + position_, n);
     position_ += n;
@@ -28,7 +27,6 @@ class TextInputStream : public opc::InputStream {
   }
   bool isEOF() const override { return eof_; }
 
-  std::size_t reads = 0;
   std::size_t bytesRead = 0;
 
  private:

@@ -1,0 +1,580 @@
+// The package model over zip files: parts, content types, relationships, core properties and the
+// state checks, written and read back, and containers laid out item by item.
+#include <gtest/gtest.h>
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+#include <boost/filesystem/fstream.hpp>
+#include <opc/model/ContentType.hpp>
+#include <opc/model/CoreProperties.hpp>
+#include <opc/model/Exceptions.hpp>
+#include <opc/model/Package.hpp>
+#include <opc/model/PackageHelper.hpp>
+#include <opc/model/StandardPartInfo.hpp>
+#include <optional>
+#include <unordered_set>
+
+#include "OpcTestSupport.hpp"
+#include "ZipCheck.hpp"
+
+namespace {
+
+namespace pt = boost::posix_time;
+using opc::ustring;
+using opc::interfaces::CompressionType;
+using opc::interfaces::OpenMode;
+using opc::model::ContentType;
+using opc::model::CoreProperties;
+using opc::model::InvalidContentType;
+using opc::model::InvalidPackage;
+using opc::model::InvalidPartName;
+using opc::model::InvalidRelationship;
+using opc::model::Package;
+using opc::model::PackageHelper;
+using opc::model::PackageStateError;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+using opc::model::StandardPartInfo;
+using opc::model::TargetMode;
+using opc::model::URI;
+using opctest::childElements;
+using opctest::readPart;
+using opctest::writePart;
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
+
+const ContentType kText("text/plain");
+const StandardPartInfo kDeflated(1, 0);
+const ustring kType = u"http://example.com/relationships/test";
+const ustring kOther = u"http://example.com/relationships/other";
+const std::string kRelsNs = "http://schemas.openxmlformats.org/package/2006/relationships";
+
+class PackageTest : public opctest::ContainerTest {
+ protected:
+  /// Creates a package, lets `fill` add to it, and closes it.
+  template <typename Fill>
+  void create(Fill fill) {
+    Package package(container, true);
+    package.open(OpenMode::Create);
+    fill(package);
+    package.close(false);
+  }
+};
+
+TEST_F(PackageTest, PartsWithAwkwardNamesRoundTripAsAValidZip) {
+  const std::vector<std::pair<ustring, std::string>> parts = {
+      {u"dir with spaces/100%#1 [draft]?.txt", "text/plain"},
+      {u"\u00e9t\u00e9/\u65e5\u672c/\U0001F600", "application/octet-stream"},
+      {u"links/a\\b", "application/x-link"},
+      {u"bin/tool", "application/x-exe;platform=glnxa64"}};
+  auto content = [](std::size_t i) { return std::string(i * 100000, static_cast<char>('a' + i)); };
+  create([&](Package& package) {
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+      writePart(package.createPart(PartName(u"/" + URI::encodeComponent(parts[i].first, "/")),
+                                   ContentType(parts[i].second), StandardPartInfo(i % 2, 0)),
+                content(i));
+    }
+  });
+  EXPECT_THAT(itemNames(), ElementsAre("dir%20with%20spaces/100%25%231%20%5Bdraft%5D%3F.txt",
+                                       "%C3%A9t%C3%A9/%E6%97%A5%E6%9C%AC/%F0%9F%98%80",
+                                       "links/a%5Cb", "bin/tool", "[Content_Types].xml"));
+  kzftest::expectValidZip(tmp / "p.kzf");
+  Package package(container, true);
+  package.open(OpenMode::Read);
+  ASSERT_EQ(package.getParts().size(), parts.size());
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    Part part = package.getParts()[i];
+    EXPECT_EQ(part.getContentType().toString(), parts[i].second);
+    EXPECT_TRUE(readPart(part) == content(i)) << i;
+  }
+  EXPECT_TRUE(package.getRelationships().empty());
+}
+
+TEST_F(PackageTest, OperationsCheckTheStateAndTheNames) {
+  std::optional<Part> orphan;
+  {
+    Package package(container, true);
+    EXPECT_OPC_ERROR(package.createPart(PartName(u"/a"), kText, kDeflated), PackageStateError,
+                     "p.kzf: cannot create a part: the package is not open");
+    package.close(false);  // closing a closed package does nothing
+    package.open(OpenMode::Create);
+    EXPECT_OPC_ERROR(package.open(OpenMode::Create), PackageStateError, "already open");
+    Part first = package.createPart(PartName(u"/a/F.txt"), kText, kDeflated);
+    EXPECT_FALSE(package.hasPart(PartName(u"/a/F.txt.bak")));
+    EXPECT_OPC_ERROR(package.createPart(PartName(u"/A/f.TXT"), kText, kDeflated), InvalidPartName,
+                     "already has the equivalent part \"/a/F.txt\"");
+    EXPECT_OPC_ERROR(package.createPart(PartName(u"/a/_rels/b.xml.rels"), kText, kDeflated),
+                     InvalidPartName, "relationship part name");
+    EXPECT_OPC_ERROR(package.getPart(PartName(u"/zz")), PackageStateError,
+                     "p.kzf: the package has no part \"/zz\"");
+    EXPECT_OPC_ERROR(first.getInputStream(), PackageStateError,
+                     "cannot read a part: the package is open for creation");
+    auto stream = first.getOutputStream();
+    EXPECT_EQ(Part(first).getOutputStream(), stream);
+    stream->write("1", 1);
+    package.createPart(PartName(u"/two"), kText, kDeflated);
+    EXPECT_OPC_ERROR(first.getOutputStream(), PackageStateError,
+                     "the part \"/a/F.txt\" is finished: another part was created after it");
+    EXPECT_THROW(stream->write("x", 1), std::runtime_error);
+    package.close(false);
+    EXPECT_OPC_ERROR(first.getName(), PackageStateError, "not open");
+
+    package.open(OpenMode::Read);
+    EXPECT_EQ(readPart(package.getPart(PartName(u"/A/F.TXT"))), "1");
+    EXPECT_OPC_ERROR(first.getName(), PackageStateError, "earlier opening of the package");
+    EXPECT_OPC_ERROR(package.createPart(PartName(u"/b"), kText, kDeflated), PackageStateError,
+                     "cannot create a part: the package is open for reading");
+    EXPECT_OPC_ERROR(package.getPart(PartName(u"/two")).getOutputStream(), PackageStateError,
+                     "open for reading");
+    EXPECT_OPC_ERROR(package.createInternalRelationship(kType, URI(u"/x"), u""), PackageStateError,
+                     "cannot add a relationship: the package is open for reading");
+    package.close(false);
+    package.open(OpenMode::Create);  // abandoned: the old file stays as it was
+    orphan = package.createPart(PartName(u"/b"), kText, kDeflated);
+  }
+  EXPECT_THAT(itemNames(), ElementsAre("a/F.txt", "two", "[Content_Types].xml"));
+  EXPECT_OPC_ERROR(orphan->getOutputStream(), PackageStateError, "not open");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading containers laid out by hand.
+
+struct ReadRow {
+  std::string label;
+  std::vector<std::pair<std::string, std::string>> items;  // the content types come first
+  std::string strictError;                                 // "" when strict reading succeeds
+  std::size_t lenientParts;                                // npos when lenient reading fails
+};
+
+class ReadingTest : public opctest::ContainerTest, public ::testing::WithParamInterface<ReadRow> {};
+
+TEST_P(ReadingTest, StrictRefusesWhatLenientSkips) {
+  const auto& items = GetParam().items;
+  layOut(items[0].second, {items.begin() + 1, items.end()});
+  auto read = [](Package& package) {
+    package.open(OpenMode::Read);
+    package.getRelationships();
+    return package.getParts().size();
+  };
+  for (bool strict : {true, false}) {
+    Package package(container, strict);
+    if (strict ? !GetParam().strictError.empty() : GetParam().lenientParts == std::string::npos) {
+      EXPECT_OPC_ERROR(read(package), std::runtime_error, GetParam().strictError);
+    } else {
+      const std::size_t parts = read(package);
+      EXPECT_TRUE(strict || parts == GetParam().lenientParts) << parts;
+    }
+  }
+}
+
+const std::string kTxt = "<Default Extension='txt' ContentType='text/plain'/>";
+
+/// A relationships part with a good relationship and one with `attributes`.
+std::string rels(const std::string& attributes) {
+  return "<Relationships xmlns='" + kRelsNs + "'><Relationship Id='ok' Type='t' Target='a'/>" +
+         "<Relationship " + attributes + "/></Relationships>";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Containers, ReadingTest,
+    ::testing::Values(
+        ReadRow{"EquivalentItemNames",
+                {{"", kTxt}, {"Docs/a.txt", "1"}, {"docs/A.TXT", "2"}},
+                "p.kzf: the items \"Docs/a.txt\" and \"docs/A.TXT\" have equivalent names",
+                std::string::npos},
+        ReadRow{"ItemNameThatIsNoPartName",
+                {{"", kTxt}, {"good.txt", "1"}, {"raw space.txt", "2"}, {"folder/", ""}},
+                "invalid part name \"/raw space.txt\"",
+                1},
+        ReadRow{"ItemsWithoutAContentType",
+                {{"", kTxt}, {"a.txt", ""}, {"notes", ""}, {"b.x", ""}},
+                "",
+                1},
+        ReadRow{"BadDefaultAndUnknownElement",
+                {{"", kTxt + "<Default Extension='bad' ContentType='not a type'/><Unknown/>"},
+                 {"a.txt", ""},
+                 {"b.bad", ""}},
+                "\"not a type\"",
+                1},
+        ReadRow{"TwoDefaultsForAnExtension",
+                {{"",
+                  "<Default Extension='xml' ContentType='a/b'/>"
+                  "<Default Extension='XML' ContentType='a/c'/>"}},
+                "p.kzf:[Content_Types].xml: two Default entries for \"XML\"",
+                std::string::npos},
+        ReadRow{"TwoOverridesForAName",
+                {{"",
+                  "<Override PartName='/a/B' ContentType='a/b'/>"
+                  "<Override PartName='/A/b' ContentType='a/b'/>"}},
+                "p.kzf:[Content_Types].xml: two Override entries for \"/A/b\"",
+                std::string::npos},
+        ReadRow{"DuplicateRelationshipId",
+                {{"", ""}, {"_rels/.rels", rels("Id='ok' Type='t' Target='b'")}},
+                "p.kzf:_rels/.rels: relationship id \"ok\" is used twice",
+                0},
+        ReadRow{"BadRelationshipId",
+                {{"", ""}, {"_rels/.rels", rels("Id='1' Type='t' Target='b'")}},
+                "p.kzf:_rels/.rels: relationship id \"1\" is not a valid NCName",
+                0},
+        ReadRow{"RelationshipWithoutTarget",
+                {{"", ""}, {"_rels/.rels", rels("Id='b' Type='t'")}},
+                "p.kzf:_rels/.rels: a relationship lacks its Id, Type or Target",
+                0},
+        ReadRow{"UnknownTargetMode",
+                {{"", ""}, {"_rels/.rels", rels("Id='b' Type='t' Target='b' TargetMode='Far'")}},
+                "p.kzf:_rels/.rels: relationship \"b\" has the unknown target mode \"Far\"",
+                0}),
+    kzftest::RowLabel());
+
+TEST_F(PackageTest, AContainerWithoutContentTypesIsNotAPackage) {
+  container.open(OpenMode::Create);
+  container.createItem("a.txt", CompressionType::Stored, 0);
+  container.close(false);
+  Package package(container, true);
+  EXPECT_OPC_ERROR(package.open(OpenMode::Read), InvalidPackage,
+                   "p.kzf: the package has no [Content_Types].xml item");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Content types.
+
+struct BadTypeRow {
+  std::string label;
+  const char* text;
+  const char* reason;
+};
+
+class BadContentTypeTest : public ::testing::TestWithParam<BadTypeRow> {};
+
+TEST_P(BadContentTypeTest, IsRefusedWithItsReason) {
+  EXPECT_OPC_ERROR(ContentType{GetParam().text}, InvalidContentType, GetParam().reason);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, BadContentTypeTest,
+    ::testing::Values(BadTypeRow{"Empty", "", "it is empty"},
+                      BadTypeRow{"NoSubtype", "text", "not followed by '/'"},
+                      BadTypeRow{"EmptySubtype", "text/", "expected a subtype at offset 5"},
+                      BadTypeRow{"WhiteSpace", "text/plain; a=b", "parameter name at offset 11"},
+                      BadTypeRow{"ParameterWithoutValue", "text/plain;charset", "has no '='"},
+                      BadTypeRow{"UnclosedQuote", "text/plain;a=\"b", "not closed"}),
+    kzftest::RowLabel());
+
+TEST_F(PackageTest, ContentTypesAreDefaultsForTheCommonTypeOfAnExtensionOverridesOtherwise) {
+  const std::vector<std::pair<ustring, std::string>> parts = {
+      {u"/a.txt", "text/plain"},
+      {u"/special.TXT", "text/x-special"},
+      {u"/b.Txt", "text/plain"},
+      {u"/README", "text/plain"},
+      {u"/tool.vxfa64", "application/x-exe;platform=glnxa64"},
+      {u"/other.vxfa64", "Application/X-Exe"},
+      {u"/more.vxfa64", "application/x-exe;platform=glnxa64"},
+      {u"/" + URI::encodeComponent(u"dir x/\u00e9#1", "/"), "text/x-odd"}};
+  create([&](Package& package) {
+    for (const auto& [name, type] : parts)
+      package.createPart(PartName(name), ContentType(type), kDeflated);
+  });
+  EXPECT_THAT(childElements(item("[Content_Types].xml")),
+              UnorderedElementsAre("Default ContentType=text/plain Extension=txt",
+                                   "Default ContentType=application/x-exe;platform=glnxa64 "
+                                   "Extension=vxfa64",
+                                   "Override ContentType=text/x-special PartName=/special.TXT",
+                                   "Override ContentType=text/plain PartName=/README",
+                                   "Override ContentType=Application/X-Exe PartName=/other.vxfa64",
+                                   "Override ContentType=text/x-odd PartName=/dir%20x/%C3%A9%231"));
+  Package package(container, true);
+  package.open(OpenMode::Read);
+  for (const auto& [name, type] : parts) {
+    EXPECT_EQ(package.getPart(PartName(name)).getContentType().toString(), type);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Relationships.
+
+TEST_F(PackageTest, RelationshipIdsAreUniqueNCNamesPerSource) {
+  Package package(container, true);
+  package.open(OpenMode::Create);
+  EXPECT_EQ(package.createInternalRelationship(kType, URI(u"/a"), u"rId2").getId(), u"rId2");
+  EXPECT_EQ(package.createInternalRelationship(kType, URI(u"/a"), u"").getId(), u"rId1");
+  EXPECT_EQ(package.createInternalRelationship(kType, URI(u"/a"), u"").getId(), u"rId3");
+  Part part = package.createPart(PartName(u"/p.xml"), kText, kDeflated);
+  std::unordered_set<ustring> ids;
+  for (int i = 0; i < 2000; ++i) {
+    ids.insert(part.createInternalRelationship(kType, URI(u"/a"), u"").getId());
+  }
+  EXPECT_EQ(ids.size(), 2000u);
+  EXPECT_EQ(part.getRelationships().front().getId(), u"rId1");
+  EXPECT_OPC_ERROR(package.createInternalRelationship(kType, URI(u"/a"), u"rId2"),
+                   InvalidRelationship,
+                   "p.kzf: relationship from \"/\": the id \"rId2\" is already used");
+  EXPECT_OPC_ERROR(package.createInternalRelationship(kType, URI(u"/a"), u"1a"),
+                   InvalidRelationship, "is not a valid XML NCName");
+  EXPECT_OPC_ERROR(package.createInternalRelationship(u"", URI(u"/a"), u""), InvalidRelationship,
+                   "the type is empty");
+  EXPECT_OPC_ERROR(package.createInternalRelationship(kType, URI(u"/a b"), u""), InvalidPartName,
+                   "\"/a b\"");
+}
+
+struct TargetRow {
+  std::string label;
+  ustring source;  // empty: the package
+  ustring target;
+  ustring stored;
+  ustring absolute;
+};
+
+class RelationshipTargetTest : public opctest::ContainerTest,
+                               public ::testing::WithParamInterface<TargetRow> {};
+
+TEST_P(RelationshipTargetTest, IsStoredRelativeAndResolvedAbsolute) {
+  const TargetRow& row = GetParam();
+  Package package(container, true);
+  package.open(OpenMode::Create);
+  Relationship relationship = row.source.empty()
+                                  ? package.createInternalRelationship(kType, URI(row.target), u"")
+                                  : package.createPart(PartName(row.source), kText, kDeflated)
+                                        .createInternalRelationship(kType, URI(row.target), u"");
+  EXPECT_EQ(relationship.getTargetURI(false).toString(), row.stored);
+  EXPECT_EQ(relationship.getTargetURI(true).toString(), row.absolute);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, RelationshipTargetTest,
+    ::testing::Values(
+        TargetRow{"PackageToNestedPart", u"", u"/.META/manifest.xml", u".META/manifest.xml",
+                  u"/.META/manifest.xml"},
+        TargetRow{"SiblingFolder", u"/a/b/c.xml", u"/a/d.xml", u"../d.xml", u"/a/d.xml"},
+        TargetRow{"Subfolder", u"/a/b/c.xml", u"/a/b/e/f.xml", u"e/f.xml", u"/a/b/e/f.xml"},
+        TargetRow{"OtherTree", u"/a/b/c.xml", u"/x/y.xml", u"../../x/y.xml", u"/x/y.xml"},
+        TargetRow{"RelativeGiven", u"/a/b/c.xml", u"../g.xml", u"../g.xml", u"/a/g.xml"},
+        TargetRow{"ColonInFirstSegment", u"", u"/x:y/z", u"./x:y/z", u"/x:y/z"},
+        TargetRow{"Itself", u"/a/b.xml", u"/a/b.xml", u"b.xml", u"/a/b.xml"}),
+    kzftest::RowLabel());
+
+TEST_F(PackageTest, RelationshipsAreWrittenPerSourceAndReadBackByType) {
+  create([](Package& package) {
+    package.createInternalRelationship(kType, URI(u"/dir/p.xml"), u"");
+    package.createExternalRelationship(kOther, URI(u"http://example.com/x?y=1"), u"ext");
+    package.createInternalRelationship(kType, URI(u"/three"), u"");
+    Part part = package.createPart(PartName(u"/dir/p.xml"), kText, kDeflated);
+    part.createInternalRelationship(kType, URI(u"/other/q.xml"), u"");
+    part.createExternalRelationship(kType, URI(u"https://example.com/"), u"");
+  });
+  EXPECT_THAT(itemNames(), ElementsAre("dir/p.xml", "dir/_rels/p.xml.rels", "_rels/.rels",
+                                       "[Content_Types].xml"));
+  EXPECT_THAT(childElements(item("_rels/.rels")),
+              ElementsAre("Relationship Id=rId1 Target=dir/p.xml Type=" + opctest::ascii(kType),
+                          "Relationship Id=ext Target=http://example.com/x?y=1 TargetMode=External "
+                          "Type=" +
+                              opctest::ascii(kOther),
+                          "Relationship Id=rId2 Target=three Type=" + opctest::ascii(kType)));
+  EXPECT_EQ(item("_rels/.rels").find("xml:base"), std::string::npos);
+
+  Package reader(container, true);
+  reader.open(OpenMode::Read);
+  std::vector<Relationship> found = reader.getRelationshipsByType(kType);
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_EQ(found[1].getTargetURI(true).toString(), u"/three");
+  std::vector<Relationship> fromPart = reader.getPart(PartName(u"/dir/p.xml")).getRelationships();
+  ASSERT_EQ(fromPart.size(), 2u);
+  EXPECT_EQ(fromPart[0].getTargetURI(true).toString(), u"/other/q.xml");
+  EXPECT_EQ(fromPart[1].getTargetMode(), TargetMode::External);
+  EXPECT_EQ(fromPart[1].getSourceURI().toString(), u"/dir/p.xml");
+  EXPECT_FALSE(reader.hasPart(PartName(u"/dir/_rels/p.xml.rels")));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Core properties.
+
+pt::ptime at(int y, int mo, int d, int h, int mi, int s, int micro = 0) {
+  return pt::ptime(boost::gregorian::date(y, mo, d),
+                   pt::time_duration(h, mi, s) + pt::microseconds(micro));
+}
+
+struct TimeRow {
+  std::string label;
+  ustring text;
+  pt::ptime time;
+  const char* error = nullptr;  // instead of a time
+};
+
+class TimeFromTextTest : public ::testing::TestWithParam<TimeRow> {};
+
+TEST_P(TimeFromTextTest, GivesTheUtcTimeOrNamesTheFault) {
+  const TimeRow& row = GetParam();
+  if (row.error != nullptr) {
+    EXPECT_OPC_ERROR(CoreProperties::convertStringToTime(row.text), std::runtime_error,
+                     "invalid date-time \"" + opctest::ascii(row.text) + "\": " + row.error);
+    return;
+  }
+  EXPECT_EQ(CoreProperties::convertStringToTime(row.text), row.time);
+  if (row.time.is_special()) return;
+  // Written back in UTC (a fraction only when there is one) it reads as the same time.
+  EXPECT_EQ(CoreProperties::convertStringToTime(CoreProperties::convertTimeToString(row.time)),
+            row.time);
+}
+
+const pt::ptime kNone(pt::not_a_date_time);
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, TimeFromTextTest,
+    ::testing::Values(
+        TimeRow{"Utc", u"2024-02-29T13:45:07Z", at(2024, 2, 29, 13, 45, 7)},
+        TimeRow{"NegativeHalfHourOffset", u"2024-02-29T00:15:00-01:30", at(2024, 2, 29, 1, 45, 0)},
+        TimeRow{"OffsetCrossesTheYear", u"2024-01-01T00:30:00+01:00", at(2023, 12, 31, 23, 30, 0)},
+        TimeRow{"Fraction", u"2024-03-04T05:06:07.5Z", at(2024, 3, 4, 5, 6, 7, 500000)},
+        TimeRow{"DigitsBeyondMicrosecondsDropped", u"2024-03-04T05:06:07.1234569Z",
+                at(2024, 3, 4, 5, 6, 7, 123456)},
+        TimeRow{"NoSecondsNoZone", u"2024-03-04T05:06", at(2024, 3, 4, 5, 6, 0)},
+        TimeRow{"YearOnly", u"2024", at(2024, 1, 1, 0, 0, 0)},
+        TimeRow{"YearAndMonth", u"2024-03", at(2024, 3, 1, 0, 0, 0)},
+        TimeRow{"LastRepresentable", u"9999-12-31T23:59:59.00001Z",
+                at(9999, 12, 31, 23, 59, 59, 10)},
+        TimeRow{"EmptyIsNotADateTime", u"", kNone},
+        TimeRow{"Words", u"yesterday", kNone, "expected a four-digit year at offset 0"},
+        TimeRow{"Month13", u"2024-13-01", kNone, "month 13 is out of range"},
+        TimeRow{"NoLeapDay", u"2023-02-29", kNone, "day 29 is out of range"},
+        TimeRow{"Hour25", u"2024-01-01T25:00:00Z", kNone, "hour 25 is out of range"},
+        TimeRow{"OffsetWithoutColon", u"2024-01-01T10:00:00+0100", kNone,
+                "expected ':' at offset 22"},
+        TimeRow{"TrailingText", u"2024-01-01T10:00:00Zjunk", kNone, "unexpected text at offset 20"},
+        TimeRow{"EmptyFraction", u"2024-01-01T10:00:00.Z", kNone, "expected digits after '.'"}),
+    kzftest::RowLabel());
+
+CoreProperties fullProperties() {
+  CoreProperties p;
+  p.category = u"tools";
+  p.contentStatus = u"final";
+  p.created = at(2024, 5, 6, 7, 8, 9);
+  p.creator = u"Ana \u00d8stergaard";
+  p.description = u"a <described> & \"quoted\" package";
+  p.identifier = u"urn:id:1";
+  p.keywords = u"one two";
+  p.language = u"en-GB";
+  p.lastModifiedBy = u"build bot";
+  p.lastPrinted = at(2020, 1, 1, 0, 0, 0);
+  p.modified = at(2024, 5, 6, 7, 8, 9, 250000);
+  p.revision = u"7";
+  p.subject = u"testing";
+  p.title = u"\u65e5\u672c";
+  p.version = u"8.0";
+  return p;
+}
+
+TEST_F(PackageTest, CorePropertiesAreWrittenOnceUnderAFreeNameAndReadBack) {
+  create([](Package& package) {
+    EXPECT_EQ(PackageHelper::getCoreProperties(package), CoreProperties());
+    package.createPart(PartName(u"/docProps/Core.xml"), kText, kDeflated);
+    CoreProperties first;
+    first.title = u"first";
+    PackageHelper::createOrUpdateCoreProperties(package, first);
+    PackageHelper::createOrUpdateCoreProperties(package, fullProperties());
+    EXPECT_OPC_ERROR(package.getPart(PartName(u"/docProps/core1.xml")).getOutputStream(),
+                     PackageStateError, "written by the package itself");
+  });
+  EXPECT_THAT(childElements(item("_rels/.rels")),
+              ElementsAre("Relationship Id=rId1 Target=docProps/core1.xml Type=" +
+                          std::string(PackageHelper::CORE_PROPERTIES_RELATIONSHIP)));
+  EXPECT_NE(item("docProps/core1.xml")
+                .find("<dcterms:modified xsi:type=\"dcterms:W3CDTF\">2024-05-06T07:08:09.25Z<"),
+            std::string::npos);
+  Package package(container, true);
+  package.open(OpenMode::Read);
+  EXPECT_EQ(PackageHelper::getCoreProperties(package), fullProperties());
+}
+
+TEST_F(PackageTest, ABadCorePropertiesDateNamesThePartAndTheProperty) {
+  layOut("<Default Extension='xml' ContentType='application/xml'/>",
+         {{"_rels/.rels", "<Relationships xmlns='" + kRelsNs +
+                              "'><Relationship Id='c' Target='c.xml' Type='" +
+                              PackageHelper::CORE_PROPERTIES_RELATIONSHIP + "'/></Relationships>"},
+          {"c.xml",
+           "<cp:coreProperties xmlns:cp='http://schemas.openxmlformats.org/package/2006/"
+           "metadata/core-properties' xmlns:dcterms='http://purl.org/dc/terms/'>"
+           "<dcterms:created>last week</dcterms:created></cp:coreProperties>"}});
+  Package package(container, true);
+  package.open(OpenMode::Read);
+  EXPECT_OPC_ERROR(PackageHelper::getCoreProperties(package), InvalidPackage,
+                   "p.kzf:c.xml: the property dcterms:created: invalid date-time \"last week\"");
+}
+
+TEST(OpcString, AsciiLiteralsWidenAndStorageHintsNameTheCompression) {
+  EXPECT_EQ(opc::toStringFromASCIIStringLiteral("/.META/manifest.xml"), u"/.META/manifest.xml");
+  EXPECT_OPC_ERROR(opc::toStringFromASCIIStringLiteral("caf\xc3\xa9"), std::runtime_error,
+                   "non-ASCII byte at offset 3");
+  EXPECT_OPC_ERROR(opc::toStringFromASCIIStringLiteral(nullptr), std::runtime_error, "null text");
+  EXPECT_EQ(opc::toString("caf\xc3\xa9"), u"caf\u00e9");  // the C locale counts as UTF-8
+  EXPECT_EQ(StandardPartInfo(0, 7).getCompressionType(), CompressionType::Stored);
+  EXPECT_OPC_ERROR(CoreProperties::convertTimeToString(pt::ptime(pt::pos_infin)),
+                   std::runtime_error, "infinite time");
+  EXPECT_OPC_ERROR(StandardPartInfo(8, 0), std::runtime_error,
+                   "unknown compression type 8 (0 stored, 1 deflated)");
+}
+
+// A package as another writer lays it out: "[Content_Types].xml" last, relationship ids such
+// as "Re0", byte-order marks, core properties under an unusual name reached through the
+// older relationship type, upper-case extensions, a folder entry and an item without a type.
+constexpr const char* kForeignWriter = R"(
+import sys, zipfile
+BOM = '\ufeff'
+rels = BOM + '''<?xml version="1.0" encoding="utf-8"?>
+<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">
+  <Relationship Type="http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties" Target="/package/services/metadata/core-properties/5a1b.psmdcp" Id="Re0" />
+  <Relationship Type="http://example.com/main" Target="/Content/Main%20File.XML" Id="R9f1" />
+</Relationships>'''
+core = BOM + '''<?xml version="1.0" encoding="utf-8"?>
+<coreProperties xmlns:dc="http://purl.org/dc/elements/1.1/" xmlns:dcterms="http://purl.org/dc/terms/" xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xmlns="http://schemas.openxmlformats.org/package/2006/metadata/core-properties">
+  <dc:creator>Someone Else</dc:creator>
+  <dcterms:created xsi:type="dcterms:W3CDTF">2021-06-01T12:00:00.5+02:00</dcterms:created>
+  <keywords>a b c</keywords>
+  <version>1.0.0</version>
+</coreProperties>'''
+types = BOM + '''<?xml version="1.0" encoding="utf-8"?>
+<Types xmlns="http://schemas.openxmlformats.org/package/2006/content-types">
+  <Default Extension="rels" ContentType="application/vnd.openxmlformats-package.relationships+xml" />
+  <Default Extension="XML" ContentType="application/xml" />
+  <Override PartName="/package/services/metadata/core-properties/5a1b.psmdcp" ContentType="application/vnd.openxmlformats-package.core-properties+xml" />
+</Types>'''
+with zipfile.ZipFile(sys.argv[1], 'w', zipfile.ZIP_DEFLATED) as z:
+    z.writestr('_rels/.rels', rels.encode('utf-8'))
+    z.writestr('Content/', b'')
+    z.writestr('Content/Main%20File.XML', b'<main/>')
+    z.writestr('Content/notes', b'no content type')
+    z.writestr('package/services/metadata/core-properties/5a1b.psmdcp', core.encode('utf-8'))
+    z.writestr('[Content_Types].xml', types.encode('utf-8'))
+)";
+
+TEST_F(PackageTest, APackageLaidOutByAnotherWriterIsRead) {
+  auto script = tmp / "writer.py";
+  auto file = tmp / "p.kzf";
+  boost::filesystem::ofstream(script) << kForeignWriter;
+  auto written =
+      kzftest::detail::runCommand("python3 " + kzftest::detail::shellQuote(script.string()) + " " +
+                                  kzftest::detail::shellQuote(file.string()));
+  ASSERT_EQ(written.exitCode, 0) << written.output;
+
+  Package package(container, true);
+  package.open(OpenMode::Read);
+  std::vector<Part> parts = package.getParts();
+  ASSERT_EQ(parts.size(), 2u);
+  EXPECT_EQ(parts[0].getName().toString(), u"/Content/Main%20File.XML");
+  EXPECT_FALSE(package.hasPart(PartName(u"/Content/notes")));
+
+  auto main = package.getRelationshipsByType(u"http://example.com/main");
+  ASSERT_EQ(main.size(), 1u);
+  EXPECT_EQ(main[0].getId(), u"R9f1");
+  EXPECT_EQ(readPart(package.getPart(PartName(main[0].getTargetURI(true)))), "<main/>");
+  EXPECT_EQ(package.getPart(PartName(u"/content/main%20file.xml")).getContentType().toString(),
+            "application/xml");
+
+  CoreProperties properties = PackageHelper::getCoreProperties(package);
+  EXPECT_EQ(properties.creator, u"Someone Else");
+  EXPECT_EQ(properties.keywords, u"a b c");
+  EXPECT_EQ(properties.version, u"1.0.0");
+  EXPECT_EQ(properties.created,
+            pt::ptime(boost::gregorian::date(2021, 6, 1), pt::hours(10) + pt::milliseconds(500)));
+  EXPECT_TRUE(properties.modified.is_not_a_date_time());
+}
+
+}  // namespace
