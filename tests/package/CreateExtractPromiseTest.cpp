@@ -318,6 +318,58 @@ const Example kExamples[] = {
        t.settings.emplace().sessionKey = kzf::KZFByteArray(std::string("key\0material", 12));
      },
      "KZFPACKAGE_VALUE_NOT_STORABLE"},
+    {"EveryShapeOfLinkWithModesAndDates",
+     [](Tree& t) {
+       t.file("lib/libfoo.so.1", "foo");
+       t.link("lib/libfoo.so", "libfoo.so.1");
+       t.file("bin/tool", "#!/bin/sh\n");
+       fs::permissions(t.root / "bin/tool", fs::perms(0755));
+       dateFile(t.root / "bin/tool", 2147483000);
+       t.link("lib/x/tool-link", (t.root / "bin/tool").string());
+       t.link("lib/chain", "libfoo.so");
+       writeFile(t.outside / "ext.txt", "outside the tree");
+       t.link("up", "../outside/ext.txt");
+       t.file("data/samples/f.mat", "samples");
+       t.link("examples/data", "../data/samples");
+       t.link("other/l", "../examples/data/f.mat");
+       t.file("100% sure#1 caf\xc3\xa9.txt", "");
+       t.addAll();
+     },
+     nullptr},
+    {"TreeReachedThroughALinkedRoot",
+     [](Tree& t) {
+       t.file("lib/libfoo.so.1", "foo");
+       t.link("lib/libfoo.so", "libfoo.so.1");
+       fs::create_symlink(t.root, t.outside / "linked");
+       for (const char* name : {"lib", "lib/libfoo.so.1", "lib/libfoo.so"}) {
+         t.list.emplace(u(t.outside / "linked" / name), KZFRecordData(u(name), false, ""));
+       }
+     },
+     nullptr},
+    {"DanglingLinkThroughTheLibrary",
+     [](Tree& t) {
+       t.link("dangling", "missing.txt");
+       t.addAll();
+     },
+     "KZFPACKAGE_FILE_ENTRY_NOT_EXIST"},
+    {"LinkTargetPlaceTakenByAnotherFile",
+     [](Tree& t) {
+       writeFile(t.outside / "x.txt", "linked");
+       t.file("other.txt", "another file");
+       t.link("l", (t.outside / "x.txt").string());
+       t.add("l", u"l");
+       t.add("other.txt", u((t.outside / "x.txt").relative_path()));
+     },
+     "KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE"},
+    {"LinkTargetPlaceTakenByAnotherLink",
+     [](Tree& t) {
+       fs::create_symlink("somewhere-else", t.outside / "lnk");
+       t.file("other.txt", "another file");
+       t.link("l", (t.outside / "lnk").string());
+       t.add("l", u"l");
+       t.add("other.txt", u((t.outside / "lnk").relative_path()));
+     },
+     "KZFPACKAGE_ERROR_HANDLE_SYMLINK_FILE"},
     {"SameSourceAddedAgainAfterItChanged",
      [](Tree& t) {
        t.file("tool", "#!/bin/sh\n");
