@@ -89,7 +89,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "kzf: src/gone.m: no such file or folder [KZF_SOURCE_NOT_FOUND]"},
         BadList{"SameDestinationTwice", "src/main.m\tx.m\nsrc/bin/run.sh\tx.m\n",
                 "kzf: src/main.m and src/bin/run.sh would both be stored as x.m "
-                "[KZF_DUPLICATE_DESTINATION]"}),
+                "[KZF_DUPLICATE_DESTINATION]"},
+        BadList{"BackslashInDestination", "src/main.m\tcode\\main.m\n",
+                "kzf: src/main.m: a backslash in the name code\\main.m cannot be stored in a "
+                "package [KZF_BACKSLASH_IN_NAME]"}),
     [](const ::testing::TestParamInfo<BadList>& row) { return row.param.name; });
 
 TEST_F(CreateExtractTest, ExistingPackageIsReplacedOnlyWithForce) {
@@ -127,6 +130,19 @@ TEST_F(CreateExtractTest, DanglingLinksAreRefusedBeforeAnythingIsWritten) {
       "exist)\n",
       skipped.err);
   EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\n", kzf({"list", "app.kzf"}).out);
+}
+
+// The library reads a backslash in a destination as a separator: f\g would come back as f/g.
+TEST_F(CreateExtractTest, SourceNamedWithABackslashIsRefusedNamingIt) {
+  makeSampleTree();
+  writeFile("src/bin/f\\g.m", "x");
+  const KzfRun run = kzf({"create", "app.kzf", "src"});
+  EXPECT_EQ(1, run.status) << describe(run);
+  EXPECT_EQ(
+      "kzf: src/bin/f\\g.m: a backslash in the name bin/f\\g.m cannot be stored in a package "
+      "[KZF_BACKSLASH_IN_NAME]\n",
+      run.err);
+  EXPECT_FALSE(fs::exists(tmp / "app.kzf"));
 }
 
 TEST_F(CreateExtractTest, LinkLeavingTheFolderBringsItsTarget) {

@@ -37,6 +37,14 @@ class Collector {
   void add(const fs::path& absolute, bool isLink, const std::string& shown,
            const fs::path& destination) {
     const std::string name = destination.generic_string();
+    // The library reads a backslash in a destination name as a separator (callers of the API
+    // rely on it), so a file named "f\g" would come back as a folder f holding g. Only the
+    // tool knows that the backslash is part of a source's own name.
+    if (name.find('\\') != std::string::npos) {
+      throw ToolError("KZF_BACKSLASH_IN_NAME",
+                      tr("{0}: a backslash in the name {1} cannot be stored in a package",
+                         {shown, name}));
+    }
     const auto [claim, fresh] = claimed_.emplace(name, shown);
     if (!fresh) {
       throw ToolError("KZF_DUPLICATE_DESTINATION",
