@@ -8,26 +8,6 @@ namespace {
 
 using CreateExtractTest = KzfCliTest;
 
-TEST_F(CreateExtractTest, FolderRoundTripsToAnEqualTree) {
-  makeSampleTree();
-  const KzfRun create = kzf({"create", "app.kzf", "src"});
-  ASSERT_EQ(0, create.status) << describe(create);
-  EXPECT_EQ("", create.out);
-  EXPECT_EQ("", create.err);  // no progress line: standard error is no terminal
-
-  const KzfRun extract = kzf({"extract", "app.kzf", "out"});
-  ASSERT_EQ(0, extract.status) << describe(extract);
-  EXPECT_EQ("", extract.out + extract.err);
-  EXPECT_EQ(treeListing(tmp / "src"), treeListing(tmp / "out"));
-  EXPECT_EQ(
-      "d bin\n"
-      "d empty\n"
-      "f 0644 1600000000 main.m function main\n\n"
-      "f 0755 1600000000 bin/run.sh #!/bin/sh\n\n"
-      "l link.m -> main.m\n",
-      treeListing(tmp / "out"));
-}
-
 TEST_F(CreateExtractTest, PrefixPlacesFoldersAndFilesBelowIt) {
   makeSampleTree();
   writeFile("extra/readme.txt", "hi");
@@ -143,18 +123,6 @@ TEST_F(CreateExtractTest, SourceNamedWithABackslashIsRefusedNamingIt) {
       "[KZF_BACKSLASH_IN_NAME]\n",
       run.err);
   EXPECT_FALSE(fs::exists(tmp / "app.kzf"));
-}
-
-TEST_F(CreateExtractTest, LinkLeavingTheFolderBringsItsTarget) {
-  writeFile("shared/util.m", "function util\n");
-  fs::create_directories(tmp / "src");
-  fs::create_symlink(tmp / "shared/util.m", tmp / "src/util.m");
-  const KzfRun create = kzf({"create", "app.kzf", "src"});
-  ASSERT_EQ(0, create.status) << describe(create);
-  ASSERT_EQ(0, kzf({"extract", "app.kzf", "out"}).status);
-  // The link resolves inside the extracted tree to the target's content.
-  EXPECT_TRUE(fs::is_symlink(tmp / "out/util.m"));
-  EXPECT_EQ("function util\n", readWholeFile(tmp / "out/util.m"));
 }
 
 TEST_F(CreateExtractTest, ProgressLineOnlyOnATerminalAndNotWhenQuiet) {

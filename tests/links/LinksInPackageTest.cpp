@@ -2,17 +2,10 @@
 #include <KzfErrorMatchers.hpp>
 #include <PackageTestSupport.hpp>
 #include <TempDir.hpp>
-#include <ZipCheck.hpp>
 
 #include <kzfpackage/KZFPackage.hpp>
-#include <kzfpackage/Verbose.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
-
-#include <boost/filesystem/fstream.hpp>
-
-#include <iterator>
-#include <sstream>
 
 namespace kzftest {
 namespace {
@@ -33,17 +26,6 @@ class LinksInPackageTest : public TempDirTest {
   fs::path outside() const { return tmp / "outside"; }
   fs::path out() const { return tmp / "out"; }
   fs::path packagePath() const { return tmp / "app.kzf"; }
-
-  /// Every entry below the source root (not following links), keyed by path, named by its
-  /// path relative to the root, as a packaging tool lists a tree.
-  std::map<fl::i18n::ustring, KZFRecordData> listTree() {
-    std::map<fl::i18n::ustring, KZFRecordData> list;
-    for (fs::recursive_directory_iterator it(src()), end; it != end; ++it) {
-      std::string relative = it->path().string().substr(src().string().size() + 1);
-      list.emplace(u(it->path()), KZFRecordData(fl::i18n::to_ustring(relative), false, ""));
-    }
-    return list;
-  }
 
   void pack(const std::map<fl::i18n::ustring, KZFRecordData>& list) {
     KZFPackage package(u(packagePath()), {});
@@ -71,77 +53,6 @@ class LinksInPackageTest : public TempDirTest {
   }
 };
 
-TEST_F(LinksInPackageTest, EveryKindOfLinkReachesTheSameContentAfterExtraction) {
-  writeFile(src() / "app/lib/libfoo.so.1", "foo library");
-  writeFile(src() / "app/bin/tool", "tool");
-  writeFile(src() / "app/data/table.csv", "a,b\n");
-  writeFile(src() / "app/real.txt", "real");
-  writeFile(outside() / "ext.txt", "outside the tree");
-  writeFile(outside() / "chain-end.txt", "end of the chain");
-  link("libfoo.so.1", src() / "app/lib/libfoo.so");                  // beside it
-  link("../../bin/tool", src() / "app/lib/x/tool-link");             // another folder
-  link("data", src() / "app/share");                                 // a folder
-  link("real.txt", src() / "app/twin1");                             // two links to one
-  link("real.txt", src() / "app/twin2");                             //   directly added file
-  link((outside() / "ext.txt").string(), src() / "app/ext1");        // absolute, outside
-  link((outside() / "ext.txt").string(), src() / "app/ext2");        //   twice: queued once
-  link((outside() / "chain-a").string(), src() / "app/chain");       // a chain of three links
-  link("chain-b", outside() / "chain-a");
-  link("chain-c", outside() / "chain-b");
-  link("chain-end.txt", outside() / "chain-c");
-
-  std::ostringstream trace;
-  kzf::verbose.stream = &trace;
-  kzf::verbose.enabled = true;
-  pack(listTree());
-  kzf::verbose.enabled = false;
-  kzf::verbose.stream = &std::cout;
-  expectValidZip(packagePath());
-  EXPECT_NE(trace.str().find("addLinkedFileToList: Symbolic link target already in source list."),
-            std::string::npos);
-  EXPECT_EQ(partsNamed("/ext.txt"), 1u) << "the outside target is stored once";
-  EXPECT_EQ(partsNamed("/chain-end.txt"), 1u);
-
-  extract();
-  for (const char* name : {"app/lib/libfoo.so", "app/lib/x/tool-link", "app/share", "app/twin1",
-                           "app/twin2", "app/ext1", "app/ext2", "app/chain"}) {
-    SCOPED_TRACE(name);
-    const fs::path extracted = out() / name, original = src() / name;
-    ASSERT_TRUE(fs::is_symlink(fs::symlink_status(extracted)));
-    const fs::path reached = fs::canonical(extracted);
-    EXPECT_EQ(reached.string().rfind(fs::canonical(out()).string(), 0), 0u)
-        << "the link must resolve inside the extracted tree: " << reached;
-    if (fs::is_directory(reached)) {
-      EXPECT_TRUE(fs::exists(reached / "table.csv"));
-    } else {
-      EXPECT_EQ(readFile(reached), readFile(fs::canonical(original)));
-    }
-  }
-  EXPECT_EQ(fs::read_symlink(out() / "app/lib/libfoo.so").string(), "libfoo.so.1");
-  EXPECT_EQ(fs::read_symlink(out() / "app/lib/x/tool-link").string(), "../../bin/tool");
-}
-
-TEST_F(LinksInPackageTest, RelativeLinkLeavingTheTreeIsStoredAtItsMirroredPlace) {
-  writeFile(outside() / "ext.txt", "outside the tree");
-  link("../../outside/ext.txt", src() / "app/up");
-  pack(listTree());
-  extract();
-  const fs::path reached = fs::canonical(out() / "app/up");
-  EXPECT_EQ(reached.string().rfind(fs::canonical(out()).string(), 0), 0u) << reached;
-  EXPECT_EQ(readFile(reached), "outside the tree");
-}
-
-TEST_F(LinksInPackageTest, TargetReachedThroughAFolderLinkIsTheFileAtItsRealPlace) {
-  writeFile(src() / "data/samples/f.mat", "samples");
-  link("../data/samples", src() / "examples/data");
-  link("../examples/data/f.mat", src() / "other/l");
-  pack(listTree());
-  extract();
-  EXPECT_TRUE(fs::is_symlink(fs::symlink_status(out() / "examples/data")));
-  EXPECT_EQ(fs::read_symlink(out() / "other/l").string(), "../data/samples/f.mat");
-  EXPECT_EQ(readFile(out() / "other/l"), "samples");
-}
-
 TEST_F(LinksInPackageTest, TreeReachedThroughALinkedRootMapsInsideIt) {
   writeFile(src() / "app/lib/libfoo.so.1", "foo");
   link("libfoo.so.1", src() / "app/lib/libfoo.so");
@@ -154,16 +65,6 @@ TEST_F(LinksInPackageTest, TreeReachedThroughALinkedRootMapsInsideIt) {
   extract();
   EXPECT_EQ(fs::read_symlink(out() / "app/lib/libfoo.so").string(), "libfoo.so.1");
   EXPECT_EQ(partsNamed("libfoo.so.1"), 1u);
-}
-
-TEST_F(LinksInPackageTest, DanglingLinkFailsAtCloseAndLeavesNoPackage) {
-  writeFile(src() / "app/f.txt", "f");
-  link("missing.txt", src() / "app/dangling");
-  KZFPackage package(u(packagePath()), {});
-  package.open(kzf::Create);
-  package.addFileListToKZF(listTree());
-  EXPECT_KZF_ERROR_WITH(package.close(), "KZFPACKAGE_FILE_ENTRY_NOT_EXIST", "missing.txt");
-  EXPECT_FALSE(fs::exists(packagePath()));
 }
 
 TEST_F(LinksInPackageTest, LinkTargetPlaceTakenByAnotherFileIsRefused) {
