@@ -482,6 +482,8 @@ std::string packWithTool(const fs::path& dir, const std::vector<std::string>& na
     return problem.empty() ? problem : "kzf create: " + problem + "\n";
   }
   if (create.status != 0) return "kzf create: status " + std::to_string(create.status) + "\n";
+  const KzfRun verify = runKzf(dir, {"verify", "tool.kzf"}, environment);
+  if (verify.status != 0) return "kzf verify refused what create wrote: " + escaped(verify.err) + "\n";
   const KzfRun extract = runKzf(dir, {"extract", "tool.kzf", "tool-out"}, environment);
   if (extract.status != 0) {
     return "kzf extract refused what create accepted: " + escaped(extract.err) + "\n";

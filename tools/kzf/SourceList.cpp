@@ -50,8 +50,16 @@ class Collector {
       throw ToolError("KZF_DUPLICATE_DESTINATION",
                       tr("{0} and {1} would both be stored as {2}", {claim->second, shown, name}));
     }
-    const ustring key = to_ustring(absolute.string());
-    if (!list_.files.emplace(key, KZFRecordData(to_ustring(name), false, "")).second) {
+    ustring key, packageName;
+    try {
+      key = to_ustring(absolute.string());
+      packageName = to_ustring(name);
+    } catch (const std::runtime_error&) {
+      throw ToolError("KZF_NAME_NOT_TEXT",
+                      tr("{0}: the name is not valid text in the character encoding of the locale",
+                         {shown}));
+    }
+    if (!list_.files.emplace(key, KZFRecordData(packageName, false, "")).second) {
       throw ToolError("KZF_DUPLICATE_SOURCE", tr("{0} is named twice as a source", {shown}));
     }
     if (isLink) links_.emplace(key, shown);
