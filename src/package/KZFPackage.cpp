@@ -107,9 +107,15 @@ void KZFPackage::open(KZFOpenMode openMode) {
     }
     // Any other value opens nothing and touches no file, yet counts as open.
   } catch (const std::runtime_error& e) {
+    abandonQuietly();
     throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
   } catch (const xsd_binder::MalformedDocumentError& e) {
+    abandonQuietly();
     throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
+  } catch (...) {
+    // A failed open leaves the object closed, so that a later open can succeed.
+    abandonQuietly();
+    throw;
   }
   isOpen = true;
 }
@@ -146,6 +152,7 @@ void KZFPackage::openForCreate(const ustring& absolutePath) {
     fs::rename(target, backup);
   }
   storage->package.open(opc::interfaces::OpenMode::Create);
+  storage->startCreating();
 }
 
 void KZFPackage::close() {
@@ -168,7 +175,7 @@ void KZFPackage::abandonQuietly() noexcept {
   // Nothing half-written may appear at the package path: drop the temporary zip. The backup
   // guard stays, so the destructor restores the previous package.
   try {
-    storage->package.close(true);
+    if (storage->package.isOpen()) storage->package.close(true);
   } catch (...) {
   }
 }
@@ -182,6 +189,14 @@ void KZFPackage::writeDeferredContent() {
   for (auto it = linkedFileList.begin(); it != linkedFileList.end(); ++it) {
     addSingleFile(it->first, it->second);
     reportProgress(it->second.getName());
+  }
+  // Every link is known now: each must lead, through the others, to a place inside the tree.
+  try {
+    storage->rules.checkLinks();
+  } catch (const pathsafety::EntryRefusal& refusal) {
+    const auto source = storage->linkSources.find(refusal.entry);
+    refuseSource(source != storage->linkSources.end() ? source->second : to_ustring(refusal.entry),
+                 refusal);
   }
   verbose << "Add kzf manifest package relationship in close." << std::endl;
   if (settings) writeConfigurationManifest();
