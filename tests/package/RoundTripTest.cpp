@@ -1,4 +1,4 @@
-// A tree of folders and files packed, closed, reopened and extracted elsewhere comes back equal.
+// Content passed through the reader factory is restored on extraction.
 #include <PackageTestSupport.hpp>
 
 #include <ReversingReaderHandle.hpp>
@@ -9,7 +9,6 @@
 #include <sys/stat.h>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
-#include <random>
 
 namespace kzftest {
 namespace {
