@@ -198,8 +198,14 @@ void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
   // The link's own place, without the one leading "/" a name may have.
   ustring place = destination;
   if (!place.empty() && place.front() == u'/') place.erase(0, 1);
-  linkContent = computePathToMappedLinkTarget(mappedTarget, place);
-  if (linkContent.empty()) linkContent = u".";
+  if (pathOf(mappedTarget) == pathOf(place)) {
+    // A link to itself stays one: its own name, not the empty text of no elements left.
+    linkContent = textOf(pathOf(place).filename());
+  } else {
+    linkContent = computePathToMappedLinkTarget(mappedTarget, place);
+    // The package root seen from a link in it.
+    if (linkContent.empty()) linkContent = u".";
+  }
 }
 
 void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {

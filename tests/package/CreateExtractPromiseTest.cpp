@@ -370,6 +370,13 @@ const Example kExamples[] = {
        t.add("other.txt", u((t.outside / "lnk").relative_path()));
      },
      "KZFPACKAGE_ERROR_HANDLE_SYMLINK_FILE"},
+    {"LinkToALoopOutsideTheTree",
+     [](Tree& t) {
+       fs::create_symlink("oloop", t.outside / "oloop");
+       t.link("l", "../outside/oloop");
+       t.addAll();
+     },
+     "KZFPACKAGE_LINK_NOT_STORABLE"},
     {"SameSourceAddedAgainAfterItChanged",
      [](Tree& t) {
        t.file("tool", "#!/bin/sh\n");
