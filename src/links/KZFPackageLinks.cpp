@@ -15,6 +15,7 @@
 
 #include <boost/filesystem.hpp>
 #include <algorithm>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Quorlith::kzfpackage {
@@ -220,11 +221,19 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   } else {
     const auto [root, rootPlace] =
         treeRoots(fs::absolute(pathOf(source), fs::current_path()), pathOf(destination));
-    origin = {textOf(root), textOf(rootPlace.relative_path())};
+    origin = {textOf(root), textOf(rootPlace.relative_path()), source};
   }
   ustring linkTarget, mappedTarget, linkContent;
   computeKZFLinkPaths(record.getMetaData(), origin.sourceRoot, origin.rootPlace, source,
                       destination, linkTarget, mappedTarget, linkContent);
+  // A link that leads nowhere cannot be re-created as a link that leads somewhere: refused
+  // now, naming the link of the tree (its target would only be missed at close).
+  struct stat targetStatus {};
+  if (::lstat(to_string(linkTarget).c_str(), &targetStatus) != 0) {
+    throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
+        describeSource(origin.link),
+        "its target " + to_string(linkTarget) + " does not exist (a dangling link)"));
+  }
 
   const std::string narrowTarget = to_string(linkTarget), narrowMapped = to_string(mappedTarget),
                     narrowContent = to_string(linkContent);
