@@ -107,26 +107,6 @@ std::pair<fs::path, fs::path> treeRoots(const fs::path& source, const fs::path& 
 
 }  // namespace
 
-ustring KZFPackage::naive_uncomplete(const ustring& p, const ustring& base) {
-  if (p == base) return u"./";
-  const fs::path path = pathOf(p), basePath = pathOf(base);
-  if (path.empty() || basePath.empty()) {
-    throw DeployedException(KZFPACKAGE_ERROR_PATH_EMPTY(to_string(p), to_string(base)));
-  }
-  auto pathIt = path.begin(), baseIt = basePath.begin();
-  skipCommon(pathIt, path.end(), baseIt, basePath.end());
-  // No special handling of differing roots: "/" and "." elements are simply passed over.
-  std::string out;
-  for (; baseIt != basePath.end(); ++baseIt) {
-    if (baseIt->string() != "." && baseIt->string() != "/") out += "../";
-  }
-  for (auto first = pathIt; pathIt != path.end(); ++pathIt) {
-    if (pathIt != first) out += "/";
-    if (pathIt->string() != "." && pathIt->string() != "/") out += pathIt->string();
-  }
-  return to_ustring(out);
-}
-
 ustring KZFPackage::computePathToMappedLinkTarget(const ustring& target, const ustring& link) {
   const fs::path targetPath = pathOf(target), linkPath = pathOf(link);
   if (targetPath.has_root_directory() || linkPath.has_root_directory()) {
