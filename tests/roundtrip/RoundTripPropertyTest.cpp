@@ -177,7 +177,9 @@ class Generator {
     static const std::vector<std::string> outside{"x",      "dir",   "dir/", "dir/y",    "back",
                                                   "ochain", "oloop", "gone", "dir/../x", ""};
     toFolder_ = false;
-    switch (r_.below(9)) {
+    switch (r_.below(11)) {
+      case 9:
+      case 10:
       case 0:
       case 1:  // relative, to anything in the tree (a link: a chain)
         toFolder_ = isFolder;
@@ -214,7 +216,7 @@ class Generator {
     Node link{Node::Link, join(folder, n), 0, {}, {}};
     link.content = targetFrom(folder);
     const bool toFolder = toFolder_;
-    if (r_.chance(8)) {  // a loop of two links
+    if (r_.chance(4)) {  // a loop of two links
       const std::string other = name(folder);
       if (!other.empty()) {
         link.content = other;
