@@ -171,7 +171,6 @@ class KZF_EXPORT KZFPackage {
 
   // Symbolic links: where a link's target lives inside the package, and the link text that
   // reaches it from the link's own place.
-  ustring naive_uncomplete(const ustring& p, const ustring& base);
   ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link);
   ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
                                    const ustring& rootPlace);

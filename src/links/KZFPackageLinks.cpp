@@ -15,6 +15,7 @@
 
 #include <boost/filesystem.hpp>
 #include <algorithm>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Quorlith::kzfpackage {
@@ -105,26 +106,6 @@ std::pair<fs::path, fs::path> treeRoots(const fs::path& source, const fs::path& 
 }
 
 }  // namespace
-
-ustring KZFPackage::naive_uncomplete(const ustring& p, const ustring& base) {
-  if (p == base) return u"./";
-  const fs::path path = pathOf(p), basePath = pathOf(base);
-  if (path.empty() || basePath.empty()) {
-    throw DeployedException(KZFPACKAGE_ERROR_PATH_EMPTY(to_string(p), to_string(base)));
-  }
-  auto pathIt = path.begin(), baseIt = basePath.begin();
-  skipCommon(pathIt, path.end(), baseIt, basePath.end());
-  // No special handling of differing roots: "/" and "." elements are simply passed over.
-  std::string out;
-  for (; baseIt != basePath.end(); ++baseIt) {
-    if (baseIt->string() != "." && baseIt->string() != "/") out += "../";
-  }
-  for (auto first = pathIt; pathIt != path.end(); ++pathIt) {
-    if (pathIt != first) out += "/";
-    if (pathIt->string() != "." && pathIt->string() != "/") out += pathIt->string();
-  }
-  return to_ustring(out);
-}
 
 ustring KZFPackage::computePathToMappedLinkTarget(const ustring& target, const ustring& link) {
   const fs::path targetPath = pathOf(target), linkPath = pathOf(link);
@@ -220,11 +201,19 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   } else {
     const auto [root, rootPlace] =
         treeRoots(fs::absolute(pathOf(source), fs::current_path()), pathOf(destination));
-    origin = {textOf(root), textOf(rootPlace.relative_path())};
+    origin = {textOf(root), textOf(rootPlace.relative_path()), source};
   }
   ustring linkTarget, mappedTarget, linkContent;
   computeKZFLinkPaths(record.getMetaData(), origin.sourceRoot, origin.rootPlace, source,
                       destination, linkTarget, mappedTarget, linkContent);
+  // A link that leads nowhere cannot be re-created as a link that leads somewhere: refused
+  // now, naming the link of the tree (its target would only be missed at close).
+  struct stat targetStatus {};
+  if (::lstat(to_string(linkTarget).c_str(), &targetStatus) != 0) {
+    throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
+        describeSource(origin.link),
+        "its target " + to_string(linkTarget) + " does not exist (a dangling link)"));
+  }
 
   const std::string narrowTarget = to_string(linkTarget), narrowMapped = to_string(mappedTarget),
                     narrowContent = to_string(linkContent);

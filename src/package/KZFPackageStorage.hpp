@@ -43,6 +43,7 @@ struct KZFPackageStorage {
   struct LinkOrigin {
     fl::i18n::ustring sourceRoot;
     fl::i18n::ustring rootPlace;
+    fl::i18n::ustring link;  ///< the link of the tree that led here, named in refusals
   };
   std::map<fl::i18n::ustring, LinkOrigin> queuedOrigins;
 

@@ -11,9 +11,6 @@ namespace Quorlith::kzfpackage {
 class KZFPackageTestPeer {
  public:
   KZFPackageTestPeer() : package_(u"unused.kzf", KZFFileReaderFactory()) {}
-  ustring naive_uncomplete(const ustring& p, const ustring& base) {
-    return package_.naive_uncomplete(p, base);
-  }
   ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link) {
     return package_.computePathToMappedLinkTarget(target, link);
   }
@@ -36,33 +33,6 @@ namespace {
 
 using Quorlith::kzfpackage::KZFPackageTestPeer;
 using fl::i18n::ustring;
-
-struct UncompleteRow {
-  const char* label;
-  ustring p, base, expected;
-};
-void PrintTo(const UncompleteRow& row, std::ostream* out) { *out << row.label; }
-class NaiveUncompleteTest : public ::testing::TestWithParam<UncompleteRow> {};
-
-TEST_P(NaiveUncompleteTest, ExpressesThePathRelativeToTheBase) {
-  KZFPackageTestPeer peer;
-  EXPECT_EQ(peer.naive_uncomplete(GetParam().p, GetParam().base), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, NaiveUncompleteTest,
-    ::testing::Values(UncompleteRow{"EqualStrings", u"a/b", u"a/b", u"./"},
-                      UncompleteRow{"TrailingSeparatorIsNotEqual", u"a/b", u"a/b/", u""},
-                      UncompleteRow{"Below", u"/home/u/app/lib/x", u"/home/u/app", u"lib/x"},
-                      UncompleteRow{"Beside", u"/r/bin/tool", u"/r/lib/x", u"../../bin/tool"},
-                      UncompleteRow{"RelativeAgainstAbsolute", u"a/b", u"/r/s", u"../../a/b"}),
-    [](const ::testing::TestParamInfo<UncompleteRow>& row) { return row.param.label; });
-
-TEST(LinkTargetMappingTest, EmptyArgumentsAreRefused) {
-  KZFPackageTestPeer peer;
-  EXPECT_KZF_ERROR(peer.naive_uncomplete(u"", u"/a"), "KZFPACKAGE_ERROR_PATH_EMPTY");
-  EXPECT_KZF_ERROR(peer.naive_uncomplete(u"a", u""), "KZFPACKAGE_ERROR_PATH_EMPTY");
-}
 
 TEST(LinkTargetMappingTest, PathToMappedTargetWorkedExamples) {
   KZFPackageTestPeer peer;

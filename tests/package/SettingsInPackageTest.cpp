@@ -141,6 +141,10 @@ TEST_F(SettingsInPackageTest, BrokenManifestsFailTheOpen) {
   writeManifestPackage(packagePath(), "<manifest><unclosed></manifest>");
   KZFPackage malformed(u(packagePath()), {});
   EXPECT_KZF_ERROR(malformed.open(kzf::Read), "KZFPACKAGE_OPEN_FAILED");
+  // The failed open left the object closed: once the file is sound, it opens.
+  writePackage(nullptr);
+  EXPECT_NO_THROW(malformed.open(kzf::Read));
+  malformed.close();
 
   writeManifestPackage(packagePath(), "<manifest default-config=\"nowhere\"/>");
   KZFPackage dangling(u(packagePath()), {});
