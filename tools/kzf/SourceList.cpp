@@ -41,9 +41,9 @@ class Collector {
     // rely on it), so a file named "f\g" would come back as a folder f holding g. Only the
     // tool knows that the backslash is part of a source's own name.
     if (name.find('\\') != std::string::npos) {
-      throw ToolError("KZF_BACKSLASH_IN_NAME",
-                      tr("{0}: a backslash in the name {1} cannot be stored in a package",
-                         {shown, name}));
+      throw ToolError(
+          "KZF_BACKSLASH_IN_NAME",
+          tr("{0}: a backslash in the name {1} cannot be stored in a package", {shown, name}));
     }
     const auto [claim, fresh] = claimed_.emplace(name, shown);
     if (!fresh) {
@@ -55,9 +55,9 @@ class Collector {
       key = to_ustring(absolute.string());
       packageName = to_ustring(name);
     } catch (const std::runtime_error&) {
-      throw ToolError("KZF_NAME_NOT_TEXT",
-                      tr("{0}: the name is not valid text in the character encoding of the locale",
-                         {shown}));
+      throw ToolError(
+          "KZF_NAME_NOT_TEXT",
+          tr("{0}: the name is not valid text in the character encoding of the locale", {shown}));
     }
     if (!list_.files.emplace(key, KZFRecordData(packageName, false, "")).second) {
       throw ToolError("KZF_DUPLICATE_SOURCE", tr("{0} is named twice as a source", {shown}));
