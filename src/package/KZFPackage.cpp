@@ -10,7 +10,6 @@
 #include <kzfpackage/Verbose.hpp>
 #include <opc/model/CoreProperties.hpp>
 #include <opc/model/PackageHelper.hpp>
-#include <xsd_binder/MalformedDocumentError.hpp>
 
 #include <boost/filesystem.hpp>
 #include <stdexcept>
@@ -109,7 +108,11 @@ void KZFPackage::open(KZFOpenMode openMode) {
   } catch (const std::runtime_error& e) {
     abandonQuietly();
     throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
-  } catch (const xsd_binder::MalformedDocumentError& e) {
+  } catch (const DeployedException&) {
+    abandonQuietly();
+    throw;
+  } catch (const std::exception& e) {
+    // Malformed settings (MalformedDocumentError, a bad number) are failures of this open too.
     abandonQuietly();
     throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
   } catch (...) {

@@ -73,7 +73,13 @@ KZFSettings KZFPackage::getKZFSettingsFromExtractedKZFLocation(const ustring& di
   fs::ifstream in(fs::path(path), std::ios::binary);
   opc::StdIStreamAdaptor adaptor(in);
   KZFSettings result;
-  KZFSettingsSerializer().load(adaptor, result);
+  try {
+    KZFSettingsSerializer().load(adaptor, result);
+  } catch (const DeployedException&) {
+    throw;
+  } catch (const std::exception& e) {
+    throw DeployedException(KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES(path + ": " + e.what()));
+  }
   return result;
 }
 

@@ -117,9 +117,12 @@ TEST_F(SettingsInPackageTest, SettingsAreKeptAcrossStatesAsCopies) {
   EXPECT_EQ(package.getKZFSettings().uuid, sampleSettings().uuid);
 }
 
-TEST_F(SettingsInPackageTest, MissingManifestInAnExtractedFolderIsReported) {
+TEST_F(SettingsInPackageTest, MissingOrBrokenManifestInAnExtractedFolderIsReported) {
   EXPECT_KZF_ERROR_WITH(KZFPackage::getKZFSettingsFromExtractedKZFLocation(u(tmp.path())),
                         "KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE", ".META/manifest.xml");
+  writeFile(tmp / ".META/manifest.xml", "<manifest><unclosed></manifest>");
+  EXPECT_KZF_ERROR_WITH(KZFPackage::getKZFSettingsFromExtractedKZFLocation(u(tmp.path())),
+                        "KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES", ".META/manifest.xml");
 }
 
 /// A package whose configuration manifest is the given text.
