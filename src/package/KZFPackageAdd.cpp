@@ -149,9 +149,11 @@ ustring KZFPackageStorage::takeFreePartName(const ustring& base) {
   }
   ustring candidate = from;
   const std::size_t dot = from.rfind(u'.');
-  for (unsigned n = 1;
-       partKeys.count(key) != 0 || partFolderKeys.count(key) != 0 || package.hasPart(opc::model::PartName(candidate));
-       ++n) {
+  const auto taken = [&] {
+    return partKeys.count(key) != 0 || partFolderKeys.count(key) != 0 || folderTaken(key) ||
+           package.hasPart(opc::model::PartName(candidate));
+  };
+  for (unsigned n = 1; taken(); ++n) {
     const ustring number = u"_" + to_ustring(std::to_string(n));
     candidate = dot == ustring::npos || dot == 0 ? from + number
                                                  : from.substr(0, dot) + number + from.substr(dot);

@@ -7,7 +7,6 @@
 
 #include <kzfpackage/KZFPackage.hpp>
 
-#include <boost/date_time/posix_time/conversion.hpp>
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -56,31 +55,6 @@ TEST_F(AddFilesTest, PartNamesEquivalentByCaseGetNumbers) {
   EXPECT_EQ(reader.content(u"/a/f.txt"), "first");
   EXPECT_EQ(reader.content(u"/a/F_1.txt"), "second");
   EXPECT_EQ(entriesByName().at("a/F.txt").getContent(), u"/a/F_1.txt");
-}
-
-TEST_F(AddFilesTest, ListEntriesCarryKindsDatesAndMaskedPermissions) {
-  fs::path file = source("bin/tool", "#!/bin/sh\n");
-  ::chmod(file.c_str(), 04755);  // set-user-id is dropped from the recorded bits
-  fs::last_write_time(file, 1000000000);
-  fs::path empty = source("empty.dat", "");
-  fs::path folder = tmp / "src" / "bin";
-  pack({{file, u"app/bin/tool"}, {empty, u"app/empty.dat"}, {folder, u"app/bin"}});
-
-  OpcReader reader(packagePath());
-  EXPECT_EQ(reader.content(u"/app/empty.dat"), "");
-  auto entries = entriesByName();
-  ASSERT_EQ(entries.size(), 3u);
-  const KZFFileEntry& tool = entries.at("app/bin/tool");
-  EXPECT_EQ(tool.getType(), KZFFileEntryType::File);
-  EXPECT_EQ(tool.getContent(), u"/app/bin/tool");
-  EXPECT_EQ(tool.getPermission(), 0100755);
-  ASSERT_TRUE(tool.getDate());
-  EXPECT_EQ(*tool.getDate(), boost::posix_time::from_time_t(1000000000));
-  const KZFFileEntry& bin = entries.at("app/bin");
-  EXPECT_EQ(bin.getType(), KZFFileEntryType::Folder);
-  EXPECT_EQ(bin.getContent(), u"/app/bin");
-  EXPECT_EQ(bin.getPermission(), 0) << "folders record no permissions";
-  EXPECT_FALSE(reader.hasPart(u"/app/bin")) << "a folder has no part";
 }
 
 TEST_F(AddFilesTest, BackslashesInFileNamesBecomeSlashes) {
