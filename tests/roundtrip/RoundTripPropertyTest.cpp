@@ -283,8 +283,11 @@ std::string escaped(const std::string& text) {
   return out;
 }
 
-std::string listing(const Tree& tree, const std::string& root) {
-  std::string text;
+std::string listing(const Tree& tree, const std::string& root, const std::string& backTo) {
+  std::string text =
+      "(beside the tree: app-data/x, app-data/dir/y, app-data/ochain -> x, "
+      "app-data/oloop -> oloop, app-data/back -> ../app/" +
+      escaped(backTo) + ")\n";
   for (const Node& node : tree.nodes) {
     char head[80];
     if (node.kind == Node::Folder) {
@@ -537,7 +540,7 @@ Outcome roundTrip(const Tree& tree, const fs::path& dir, std::uint64_t seed) {
   failure += packWithTool(dir, names, outcome.refusedByTool);
   if (!failure.empty()) {
     outcome.failure = (seed != 0 ? "seed " + std::to_string(seed) + "\n" : std::string()) +
-                      listing(tree, root.string()) + failure;
+                      listing(tree, root.string(), backTo) + failure;
   }
   return outcome;
 }
@@ -592,12 +595,26 @@ Node link(const std::string& rel, const std::string& target) {
 // Each failure the soak found, as the seed that found it or as the smallest tree that shows it.
 INSTANTIATE_TEST_SUITE_P(
     Regression, RoundTripProperty,
-    ::testing::Values(Case{"EmptyFolderHasAFileManifest", 0, {}},
-                      Case{"NameNotTextInTheLocaleIsRefusedNamingIt", 0, {file("a\xff")}},
-                      Case{"NewlineInADanglingLinkNameStaysOneLine", 0, {link("a\nb", "missing")}},
-                      Case{"LinkToItsOwnFolderIsDot", 0, {folder("d"), link("d/l", "../d")}},
-                      Case{"LinkToTheSiblingNamedLikeTheRoot", 0, {link("l", "../app-data/x")}},
-                      Case{"LinkToItselfOutsideTheTree", 0, {link("l", "../app-data/oloop")}}),
+    ::testing::Values(
+        Case{"EmptyFolderHasAFileManifest", 0, {}},
+        Case{"NameNotTextInTheLocaleIsRefusedNamingIt", 0, {file("a\xff")}},
+        Case{"NewlineInADanglingLinkNameStaysOneLine", 0, {link("a\nb", "missing")}},
+        Case{"LinkToItsOwnFolderIsDot", 0, {folder("d"), link("d/l", "../d")}},
+        Case{"LinkToTheSiblingNamedLikeTheRoot", 0, {link("l", "../app-data/x")}},
+        Case{"LinkToItselfOutsideTheTree", 0, {link("l", "../app-data/oloop")}},
+        Case{"NamesDifferingOnlyInCase",
+             0,
+             {file("readme"), file("README"), link("L", "readme"), link("l", "README")}},
+        Case{"LinksToDotAndDotDotWithSlashes",
+             0,
+             {folder("d"), link("d/l", "./"), link("d/m", "../"), link("n", "./.")}},
+        Case{"ControlCharactersInFolderAndLinkNames", 0, {folder("a\x01b"), link("t\tl", ".")}},
+        Case{"BackslashInAFileName", 0, {file("f\\g")}},
+        Case{"DotDotAfterAFolderLinkIsResolvedOnDisk",
+             0,
+             {folder("ex"), folder("t"), folder("t/sub"), file("t/x"), file("ex/x"),
+              link("ex/d", "../t/sub"), link("l", "ex/d/../x")}},
+        Case{"ChainLeavingTheTreeAndComingBack", 0, {file("f"), link("l", "../app-data/back")}}),
     [](const auto& row) { return row.param.name; });
 
 /// Fresh seeds until KZF_SOAK_SECONDS have passed (scripts/roundtrip-soak); skipped otherwise.
