@@ -191,16 +191,20 @@ class KZF_EXPORT KZFPackage {
   void serializeExtractionManager();
 
   void extractWithExtractionManager(const ustring& root, const opc::model::PartName& manifest);
+  /// Applies every check extraction makes before it writes (names, kinds, parts, links);
+  /// throws std::runtime_error naming the first entry that fails.
+  void checkExtractable(const std::vector<KZFFileEntry>& entries,
+                        const opc::model::PartName& manifest) const;
 
   // Symbolic links: where a link's target lives inside the package, and the link text that
   // reaches it from the link's own place.
-  ustring naive_uncomplete(const ustring& p, const ustring& base);
   ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link);
-  ustring mapLinkTargetIntoArchive(const ustring& source, const ustring& destination,
-                                   ustring target, const ustring& sourceRoot);
+  ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
+                                   const ustring& rootPlace);
   ustring computerSrcRoot(const ustring& source, const ustring& destination);
   void computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData, const ustring& sourceRoot,
-                           const ustring& source, const ustring& destination, ustring& linkTarget,
+                           const ustring& rootPlace, const ustring& source,
+                           const ustring& destination, ustring& linkTarget,
                            ustring& mappedTarget, ustring& linkContent);
   void addSymbolicLink(const ustring& source, KZFRecordData& record);
   void addLinkedFileToList(const ustring& source, const ustring& destination,

@@ -92,6 +92,14 @@ KZF_MESSAGE_ID_1(KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE)
 KZF_MESSAGE_ID_0(KZFPACKAGE_ERROR_CREATING_EXTRACTION_DIR)
 /// (reason) the settings' references do not resolve.
 KZF_MESSAGE_ID_1(KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES)
+/// (source, reason) the destination name is one an extraction could not re-create.
+KZF_MESSAGE_ID_2(KZFPACKAGE_NAME_NOT_STORABLE)
+/// (source, reason) the destination's place is held by another entry or another part.
+KZF_MESSAGE_ID_2(KZFPACKAGE_NAME_TAKEN)
+/// (link source, reason) the link would lead outside the extracted tree or round a loop.
+KZF_MESSAGE_ID_2(KZFPACKAGE_LINK_NOT_STORABLE)
+/// (source or field, reason) a date or a text the package cannot hold as it is.
+KZF_MESSAGE_ID_2(KZFPACKAGE_VALUE_NOT_STORABLE)
 
 }  // namespace kzf::kzfpackage
 

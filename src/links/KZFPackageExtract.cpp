@@ -97,9 +97,8 @@ std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
                                          const std::vector<KZFFileEntry>& entries,
                                          const opc::model::PartName& manifest) {
   std::vector<PlannedEntry> plan;
-  std::map<std::string, KZFFileEntryType> kinds;
+  pathsafety::EntryRules rules;
   std::set<std::string> fileParts;
-  std::map<std::string, std::string> links;
   for (const KZFFileEntry& entry : entries) {
     const KZFFileEntryType type = entry.getType();
     if (type != KZFFileEntryType::File && type != KZFFileEntryType::Folder &&
@@ -107,14 +106,8 @@ std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
       continue;
     }
     PlannedEntry planned{&entry, entry.getName(), {}, {}, {}, {}};
-    planned.place = pathsafety::checkEntryName(planned.name);
+    planned.place = rules.admit(planned.name, type);
     planned.shownName = to_string(planned.name);
-    // "a" and "/a" are one place: it may not be a folder for one entry and a file for another.
-    const auto [kind, fresh] = kinds.emplace(planned.place.relative(), type);
-    if (!fresh && kind->second != type) {
-      pathsafety::refuseEntry(planned.shownName,
-                              "the name is used by two entries of different kinds");
-    }
     if (type == KZFFileEntryType::File) {
       const opc::model::PartName& part = planned.part.emplace(partNameOf(entry));
       const auto shownPart = [&entry] { return to_string(entry.getContent()); };
@@ -131,15 +124,11 @@ std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
       }
     } else if (type == KZFFileEntryType::SymLink) {
       planned.linkTarget = readLinkTarget(package, entry, planned.part.emplace(partNameOf(entry)));
-      links[planned.place.relative()] = planned.linkTarget;
+      rules.addLink(planned.place, planned.linkTarget);
     }
     plan.push_back(std::move(planned));
   }
-  for (const PlannedEntry& planned : plan) {
-    if (planned.entry->getType() == KZFFileEntryType::SymLink) {
-      pathsafety::checkLinkTarget(planned.place, planned.linkTarget, links);
-    }
-  }
+  rules.checkLinks();
   return plan;
 }
 
@@ -294,6 +283,11 @@ void KZFPackage::extract(const ustring& root) {
   } catch (const std::runtime_error& e) {
     throw DeployedException(KZFPACKAGE_EXTRACT_FAILED(narrowRoot, e.what()));
   }
+}
+
+void KZFPackage::checkExtractable(const std::vector<KZFFileEntry>& entries,
+                                  const opc::model::PartName& manifest) const {
+  planExtraction(storage->package, entries, manifest);
 }
 
 void KZFPackage::setExtractionBudget(const KZFExtractionBudget& budget) {

@@ -15,6 +15,7 @@
 
 #include <boost/filesystem.hpp>
 #include <algorithm>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Quorlith::kzfpackage {
@@ -51,48 +52,60 @@ void skipCommon(fs::path::iterator& a, fs::path::iterator aEnd, fs::path::iterat
   }
 }
 
-/// The link target `target` (absolute) with its folder part resolved on disk, expressed below
-/// `sourceRoot` when it lies inside the packed tree. Normalised, so that a relative target that
-/// climbs out of the tree ("../../x") is seen as outside it and mirrored below the package root
-/// rather than keeping ".." in its place; and resolved, so that a target reached through a link
-/// to a folder ("examples/data/f" where examples/data -> ../data/samples) is the file already
-/// packed at its real place, not a second copy under the folder link's name, which would make
-/// a file below a link. The last component stays as it is: a link to a link is a link.
-fs::path throughRealFolders(const fs::path& target, const fs::path& sourceRoot) {
-  const fs::path lexical = target.lexically_normal();
+/// The path without trailing "." elements (a trailing "/" iterates as one).
+fs::path withoutTrailingDots(fs::path path) {
+  while (path.filename() == ".") path = path.parent_path();
+  return path;
+}
+
+/// The absolute link target `target` resolved on disk the way the kernel resolves it: one
+/// element at a time, each folder link followed before a ".." after it is applied, so that
+/// "d/../x" with d a link to a folder names the x beside d's target, not the x beside d. Text
+/// normalisation would take the other x, a different file of the same name. The last element
+/// stays as it is (a link to a link is a link) unless it is "." or ".." or the target ends in
+/// "/", which name a folder. What does not exist is normalised as text.
+fs::path resolveLikeTheKernel(const fs::path& target) {
   boost::system::error_code error;
-  const fs::path realFolder = fs::canonical(lexical.parent_path(), error);
-  if (error) return lexical;
-  const fs::path real = realFolder / lexical.filename();
-  // The source root may itself be reached through links: keep the root's own spelling.
-  const fs::path realRoot = fs::canonical(sourceRoot, error);
-  if (error) return real;
-  const fs::path below = real.lexically_relative(realRoot);
-  if (below.empty() || *below.begin() == "..") return real;
-  return below == "." ? sourceRoot : sourceRoot / below;
+  const fs::path last = target.filename();
+  if (last == "." || last == ".." || last.empty()) {
+    const fs::path folder = fs::weakly_canonical(target, error);
+    return withoutTrailingDots(error ? target.lexically_normal() : folder);
+  }
+  const fs::path folder = fs::weakly_canonical(target.parent_path(), error);
+  return withoutTrailingDots(error ? target.parent_path().lexically_normal() : folder) / last;
+}
+
+/// `path` below `root` when it lies inside it, decided element by element: a sibling whose
+/// name merely starts with the root's name ("/opt/app-data" beside "/opt/app") is outside,
+/// though a text search would find the root in it. "." for the root itself; empty outside.
+fs::path below(const fs::path& path, const fs::path& root) {
+  const fs::path relative = path.lexically_relative(root);
+  if (relative.empty() || *relative.begin() == "..") return fs::path();
+  return relative;
+}
+
+/// `target` below the tree's `root`, as given or as the file system resolves it (the root may
+/// be reached through a link); empty when the target lies outside the tree.
+fs::path insideTree(const fs::path& target, const fs::path& root) {
+  fs::path inside = below(target, root.lexically_normal());
+  if (!inside.empty()) return inside;
+  boost::system::error_code error;
+  const fs::path real = fs::canonical(root, error);
+  return error ? fs::path() : below(target, real);
+}
+
+/// The packed tree's root on disk and its place in the package, for a source packed under
+/// `destination`: the trailing elements the two paths share are dropped from both.
+std::pair<fs::path, fs::path> treeRoots(const fs::path& source, const fs::path& destination) {
+  fs::path root = source, place = destination;
+  while (!root.empty() && !place.empty() && root.filename() == place.filename()) {
+    root = root.parent_path();
+    place = place.parent_path();
+  }
+  return {root, place};
 }
 
 }  // namespace
-
-ustring KZFPackage::naive_uncomplete(const ustring& p, const ustring& base) {
-  if (p == base) return u"./";
-  const fs::path path = pathOf(p), basePath = pathOf(base);
-  if (path.empty() || basePath.empty()) {
-    throw DeployedException(KZFPACKAGE_ERROR_PATH_EMPTY(to_string(p), to_string(base)));
-  }
-  auto pathIt = path.begin(), baseIt = basePath.begin();
-  skipCommon(pathIt, path.end(), baseIt, basePath.end());
-  // No special handling of differing roots: "/" and "." elements are simply passed over.
-  std::string out;
-  for (; baseIt != basePath.end(); ++baseIt) {
-    if (baseIt->string() != "." && baseIt->string() != "/") out += "../";
-  }
-  for (auto first = pathIt; pathIt != path.end(); ++pathIt) {
-    if (pathIt != first) out += "/";
-    if (pathIt->string() != "." && pathIt->string() != "/") out += pathIt->string();
-  }
-  return to_ustring(out);
-}
 
 ustring KZFPackage::computePathToMappedLinkTarget(const ustring& target, const ustring& link) {
   const fs::path targetPath = pathOf(target), linkPath = pathOf(link);
@@ -111,78 +124,96 @@ ustring KZFPackage::computePathToMappedLinkTarget(const ustring& target, const u
   return textOf(rest);
 }
 
-ustring KZFPackage::mapLinkTargetIntoArchive(const ustring& source, const ustring& destination,
-                                             ustring target, const ustring& sourceRoot) {
+ustring KZFPackage::mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
+                                             const ustring& rootPlace) {
   const fs::path targetPath = pathOf(target);
   if (!targetPath.has_root_directory()) return target;
-  // The containment tests are substring searches, not prefix tests: a target under
-  // /home/u/app2 counts as inside the root /home/u/app. Packages have always been made so.
-  if (target.find(sourceRoot) == ustring::npos) return textOf(targetPath.relative_path());
-
-  const ustring src =
-      source.find(sourceRoot) != ustring::npos ? naive_uncomplete(source, sourceRoot) : source;
-  const fs::path tgtPath = pathOf(naive_uncomplete(target, sourceRoot)), srcPath = pathOf(src);
-  auto tgtIt = tgtPath.begin(), srcIt = srcPath.begin();
-  skipCommon(tgtIt, tgtPath.end(), srcIt, srcPath.end());
-  const fs::path tgtRest = joinRest(tgtIt, tgtPath.end());
-  const fs::path srcRest = joinRest(srcIt, srcPath.end());
-
-  std::string result;
-  const fs::path destinationParent = pathOf(destination).parent_path();
-  if (!destinationParent.empty()) {
-    result = destinationParent.string();
-    const fs::path srcParent = srcRest.parent_path();
-    if (!srcParent.empty()) {
-      std::size_t at = result.rfind(srcParent.string());
-      if (at != std::string::npos) result.resize(at);
-    }
-  }
-  return textOf(fs::path(result) / tgtRest);
+  const fs::path inside = insideTree(targetPath, pathOf(sourceRoot));
+  // Outside the packed tree the target is stored at its mirrored place below the package
+  // root (/usr/lib/libc.so at usr/lib/libc.so); inside, at its place below the tree's root.
+  const fs::path mapped = inside.empty()           ? targetPath.relative_path()
+                          : inside == fs::path(".") ? pathOf(rootPlace)
+                                                    : pathOf(rootPlace) / inside;
+  return textOf(withoutTrailingDots(mapped.lexically_normal()));
 }
 
 ustring KZFPackage::computerSrcRoot(const ustring& source, const ustring& destination) {
-  fs::path sourcePath = pathOf(source), destinationPath = pathOf(destination);
-  if (!sourcePath.has_root_directory()) return to_ustring(fs::current_path().string());
-  while (!sourcePath.empty() && !destinationPath.empty() &&
-         sourcePath.filename().string() == destinationPath.filename().string()) {
-    sourcePath = sourcePath.parent_path();
-    destinationPath = destinationPath.parent_path();
-  }
-  return textOf(sourcePath);
+  const fs::path absolute = fs::absolute(pathOf(source), fs::current_path());
+  return textOf(treeRoots(absolute, pathOf(destination)).first);
 }
 
 void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
-                                     const ustring& sourceRoot, const ustring& source,
-                                     const ustring& destination, ustring& linkTarget,
-                                     ustring& mappedTarget, ustring& linkContent) {
+                                     const ustring& sourceRoot, const ustring& rootPlace,
+                                     const ustring& source, const ustring& destination,
+                                     ustring& linkTarget, ustring& mappedTarget,
+                                     ustring& linkContent) {
   auto reader = readerFactory.getReader(source);
   // One byte more than the largest text, for the terminator.
   std::string buffer(kLinkBufferSize + 1, '\0');
   long count = reader->readLink(buffer.data(), kLinkBufferSize, metaData);
-  if (count == -1) throw DeployedException(KZFPACKAGE_ERROR_READ_SYMLINK_FILE(to_string(source)));
+  if (count == -1) throw DeployedException(KZFPACKAGE_ERROR_READ_SYMLINK_FILE(describeSource(source)));
   buffer.resize(static_cast<std::size_t>(count));
-  linkTarget = to_ustring(buffer);
+  try {
+    linkTarget = to_ustring(buffer);
+  } catch (const std::runtime_error& e) {
+    throw DeployedException(KZFPACKAGE_VALUE_NOT_STORABLE(
+        describeSource(source),
+        std::string("its target text is not valid in the process encoding: ") + e.what()));
+  }
 
   const fs::path linkFolder = fs::absolute(pathOf(source), fs::current_path()).parent_path();
   // A dangling link is mapped like any other: its missing target is queued, and adding that
   // at close fails as for any missing source.
-  const fs::path resolved =
-      throughRealFolders(fs::absolute(pathOf(linkTarget), linkFolder), pathOf(sourceRoot));
+  fs::path resolved = resolveLikeTheKernel(fs::absolute(pathOf(linkTarget), linkFolder));
+  // Inside the tree the target keeps the root's own spelling, so that it matches the sources
+  // listed under that spelling when the root is reached through a link.
+  const fs::path root = pathOf(sourceRoot);
+  if (const fs::path inside = insideTree(resolved, root); !inside.empty()) {
+    resolved = inside == fs::path(".") ? root : root / inside;
+  }
   if (!resolved.has_root_directory()) {
     throw DeployedException(KZFPACKAGE_ERROR_PATH_RELATIVE(resolved.string()));
   }
   linkTarget = textOf(resolved);
-  mappedTarget = mapLinkTargetIntoArchive(source, destination, linkTarget, sourceRoot);
-  linkContent = computePathToMappedLinkTarget(mappedTarget, destination);
+  mappedTarget = mapLinkTargetIntoArchive(linkTarget, sourceRoot, rootPlace);
+  // The link's own place, without the one leading "/" a name may have.
+  ustring place = destination;
+  if (!place.empty() && place.front() == u'/') place.erase(0, 1);
+  if (pathOf(mappedTarget) == pathOf(place)) {
+    // A link to itself stays one: its own name, not the empty text of no elements left.
+    linkContent = textOf(pathOf(place).filename());
+  } else {
+    linkContent = computePathToMappedLinkTarget(mappedTarget, place);
+    // The package root seen from a link in it.
+    if (linkContent.empty()) linkContent = u".";
+  }
 }
 
 void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   const ustring& destination = record.getName();
-  const ustring sourceRoot = computerSrcRoot(source, destination);
+  const pathsafety::EntryPath place =
+      admitOrRefuse(storage->rules, source, destination, KZFFileEntryType::SymLink);
+  // A link queued at close is mapped against the tree its first link was packed from.
+  KZFPackageStorage::LinkOrigin origin;
+  if (const auto queued = storage->queuedOrigins.find(source);
+      queued != storage->queuedOrigins.end()) {
+    origin = queued->second;
+  } else {
+    const auto [root, rootPlace] =
+        treeRoots(fs::absolute(pathOf(source), fs::current_path()), pathOf(destination));
+    origin = {textOf(root), textOf(rootPlace.relative_path()), source};
+  }
   ustring linkTarget, mappedTarget, linkContent;
-  computeKZFLinkPaths(record.getMetaData(), sourceRoot, source, destination, linkTarget,
-                      mappedTarget, linkContent);
-  mappedTarget = textOf(pathOf(mappedTarget).lexically_normal());
+  computeKZFLinkPaths(record.getMetaData(), origin.sourceRoot, origin.rootPlace, source,
+                      destination, linkTarget, mappedTarget, linkContent);
+  // A link that leads nowhere cannot be re-created as a link that leads somewhere: refused
+  // now, naming the link of the tree (its target would only be missed at close).
+  struct stat targetStatus {};
+  if (::lstat(to_string(linkTarget).c_str(), &targetStatus) != 0) {
+    throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
+        describeSource(origin.link),
+        "its target " + to_string(linkTarget) + " does not exist (a dangling link)"));
+  }
 
   const std::string narrowTarget = to_string(linkTarget), narrowMapped = to_string(mappedTarget),
                     narrowContent = to_string(linkContent);
@@ -194,9 +225,13 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
 
   // A link's part name carries "\" where its destination name has "/" (the reverse of what
   // ordinary files get), so that it never collides with a file or folder of the same name.
+  // Where the name is taken all the same (links "README" and "readme" in one folder: part
+  // names are equal when they differ only in case), the link part gets the next free
+  // numbered name, as a file would: the entry keeps the link's own name, and an error here
+  // would leave such a tree impossible to pack.
   ustring linkName = destination;
   std::replace(linkName.begin(), linkName.end(), u'/', u'\\');
-  const ustring partName = getEncodedURIString(linkName);
+  const ustring partName = storage->takeFreePartName(getEncodedURIString(linkName));
   const ustring contentType = mapFilenameToContentTypeString(destination);
   opc::model::Part part = storage->package.createPart(
       opc::model::PartName(partName),
@@ -207,7 +242,12 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
 
   KZFFileEntry entry(destination, partName, KZFFileEntryType::SymLink);
   addEntryToExtractionManager(source, partName, entry);
-  addLinkedFileToList(source, destination, linkTarget, mappedTarget, sourceRoot);
+  storage->rules.addLink(place, narrowContent);
+  storage->linkSources.emplace(place.relative(), source);
+  // The tree's root is always there: nothing to queue for a link to it.
+  if (mappedTarget.empty()) return;
+  storage->queuedOrigins.emplace(linkTarget, origin);
+  addLinkedFileToList(source, destination, linkTarget, mappedTarget, origin.sourceRoot);
 }
 
 void KZFPackage::addLinkedFileToList(const ustring& source, const ustring& destination,

@@ -33,7 +33,8 @@ std::atomic<bool> walkForced{false};
 /// Set once the kernel (or a seccomp policy) has answered ENOSYS or EPERM to openat2.
 std::atomic<bool> openat2Unavailable{false};
 
-/// The name as it may appear in a message: printable ASCII as is, everything else escaped.
+}  // namespace
+
 std::string printable(const fl::i18n::ustring& name) {
   std::string out;
   for (char16_t c : name) {
@@ -47,6 +48,8 @@ std::string printable(const fl::i18n::ustring& name) {
   }
   return out;
 }
+
+namespace {
 
 bool isControl(char16_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); }
 
@@ -85,44 +88,54 @@ std::string folderProblem(int error) {
 
 }  // namespace
 
+EntryRefusal::EntryRefusal(Rule brokenRule, std::string entryName, std::string why)
+    : std::runtime_error("entry \"" + entryName + "\": " + why),
+      rule(brokenRule),
+      entry(std::move(entryName)),
+      reason(std::move(why)) {}
+
+void refuseEntry(const std::string& entry, Rule rule, const std::string& reason) {
+  throw EntryRefusal(rule, entry, reason);
+}
+
 void refuseEntry(const std::string& entry, const std::string& reason) {
-  throw std::runtime_error("entry \"" + entry + "\": " + reason);
+  throw EntryRefusal(Rule::Other, entry, reason);
 }
 
 std::string EntryPath::relative() const { return join(components, components.size()); }
 
 EntryPath checkEntryName(const fl::i18n::ustring& name) {
   const std::string shown = printable(name);
-  if (name.empty()) refuseEntry(shown, "the name is empty");
+  if (name.empty()) refuseEntry(shown, Rule::Name, "the name is empty");
   for (char16_t c : name) {
-    if (c == 0) refuseEntry(shown, "the name holds a NUL character");
-    if (isControl(c)) refuseEntry(shown, "the name holds a control character");
-    if (c == u'\\') refuseEntry(shown, "the name holds a backslash");
+    if (c == 0) refuseEntry(shown, Rule::Name, "the name holds a NUL character");
+    if (isControl(c)) refuseEntry(shown, Rule::Name, "the name holds a control character");
+    if (c == u'\\') refuseEntry(shown, Rule::Name, "the name holds a backslash");
   }
   // One leading "/" names the root itself: the library's own entries are written that way.
   const std::u16string_view body =
       name.front() == u'/' ? std::u16string_view(name).substr(1) : std::u16string_view(name);
-  if (body.empty()) refuseEntry(shown, "the name is only \"/\"");
-  if (body.back() == u'/') refuseEntry(shown, "the name ends in \"/\"");
+  if (body.empty()) refuseEntry(shown, Rule::Name, "the name is only \"/\"");
+  if (body.back() == u'/') refuseEntry(shown, Rule::Name, "the name ends in \"/\"");
   std::string narrow;
   try {
     narrow = fl::i18n::to_string(fl::i18n::ustring(body));
   } catch (const std::exception& e) {
-    refuseEntry(shown, std::string("the name has no form in the narrow encoding: ") + e.what());
+    refuseEntry(shown, Rule::Name, std::string("the name has no form in the narrow encoding: ") + e.what());
   }
   // A multi-byte encoding may place a backslash byte inside a character.
-  if (narrow.find('\\') != std::string::npos) refuseEntry(shown, "the name holds a backslash");
+  if (narrow.find('\\') != std::string::npos) refuseEntry(shown, Rule::Name, "the name holds a backslash");
   if (narrow.size() > kMaxNameBytes) {
-    refuseEntry(shown, "the name is longer than " + std::to_string(kMaxNameBytes) + " bytes");
+    refuseEntry(shown, Rule::Name, "the name is longer than " + std::to_string(kMaxNameBytes) + " bytes");
   }
   EntryPath path{split(narrow)};
   for (const std::string& component : path.components) {
-    if (component.empty()) refuseEntry(shown, "the name has an empty component");
+    if (component.empty()) refuseEntry(shown, Rule::Name, "the name has an empty component");
     if (component == "." || component == "..") {
-      refuseEntry(shown, "the name has a \"" + component + "\" component");
+      refuseEntry(shown, Rule::Name, "the name has a \"" + component + "\" component");
     }
     if (component.size() > kMaxComponentBytes) {
-      refuseEntry(shown, "a component of the name is longer than " +
+      refuseEntry(shown, Rule::Name, "a component of the name is longer than " +
                              std::to_string(kMaxComponentBytes) + " bytes");
     }
   }
@@ -133,7 +146,7 @@ void checkLinkTarget(const EntryPath& link, const std::string& target,
                      const std::map<std::string, std::string>& links) {
   const std::string shown = link.relative();
   if (!target.empty() && target.front() == '/') {
-    refuseEntry(shown, "the link target \"" + target + "\" is absolute");
+    refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" is absolute");
   }
   std::vector<std::string> place(link.components.begin(), link.components.end() - 1);
   std::deque<std::string> pending;
@@ -145,7 +158,7 @@ void checkLinkTarget(const EntryPath& link, const std::string& target,
     if (component.empty() || component == ".") continue;
     if (component == "..") {
       if (place.empty()) {
-        refuseEntry(shown, "the link target \"" + target + "\" climbs out of the extraction root");
+        refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" climbs out of the extraction root");
       }
       place.pop_back();
       continue;
@@ -154,16 +167,53 @@ void checkLinkTarget(const EntryPath& link, const std::string& target,
     const auto through = links.find(join(place, place.size()));
     if (through == links.end()) continue;
     if (++expansions > kMaxLinkExpansions) {
-      refuseEntry(shown, "the link target \"" + target + "\" leads through a loop of links");
+      refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" leads through a loop of links");
     }
     place.pop_back();
     const std::string& next = through->second;
     if (!next.empty() && next.front() == '/') {
-      refuseEntry(shown, "the link target \"" + target + "\" passes through the link \"" +
+      refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" passes through the link \"" +
                              through->first + "\", whose target is absolute");
     }
     std::vector<std::string> parts = split(next);
     pending.insert(pending.begin(), parts.begin(), parts.end());
+  }
+}
+
+EntryPath EntryRules::admit(const fl::i18n::ustring& name, KZFFileEntryType type) {
+  EntryPath place = checkEntryName(name);
+  const std::string shown = place.relative();
+  // "a" and "/a" are one place: one entry may hold it (two folders may both name it).
+  const auto [kind, fresh] = kinds_.emplace(shown, type);
+  if (!fresh && (kind->second != type || type != KZFFileEntryType::Folder)) {
+    refuseEntry(shown, Rule::Place,
+                kind->second == type ? "the name is used by two entries"
+                                     : "the name is used by two entries of different kinds");
+  }
+  if (type != KZFFileEntryType::Folder && folders_.count(shown) != 0) {
+    refuseEntry(shown, Rule::Place, "the name is used as a folder by other entries");
+  }
+  // Every level above an entry is a folder: extraction never writes through a file or a link.
+  std::string above;
+  for (std::size_t i = 0; i + 1 < place.components.size(); ++i) {
+    if (i != 0) above += '/';
+    above += place.components[i];
+    const auto held = kinds_.find(above);
+    if (held != kinds_.end() && held->second != KZFFileEntryType::Folder) {
+      refuseEntry(shown, Rule::Place, "\"" + above + "\" above it is not a folder");
+    }
+    folders_.insert(above);
+  }
+  return place;
+}
+
+void EntryRules::addLink(const EntryPath& place, const std::string& target) {
+  links_[place.relative()] = target;
+}
+
+void EntryRules::checkLinks() const {
+  for (const auto& [place, target] : links_) {
+    checkLinkTarget(EntryPath{split(place)}, target, links_);
   }
 }
 

@@ -7,7 +7,10 @@
 #include <cstddef>
 #include <ctime>
 #include <fl/i18n/ustring.hpp>
+#include <kzfpackage/KZFFileEntry.hpp>
 #include <map>
+#include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,9 +20,32 @@ namespace Quorlith::kzfpackage::pathsafety {
 constexpr std::size_t kMaxComponentBytes = 255;
 constexpr std::size_t kMaxNameBytes = 4095;
 
-/// The one place that refuses an entry: throws std::runtime_error("entry \"<entry>\": <reason>"),
-/// which extract reports as KZFPACKAGE_EXTRACT_FAILED with the root.
+/// The rule an entry breaks. Extraction reports every refusal as KZFPACKAGE_EXTRACT_FAILED;
+/// creation, which must refuse the same entries before they are written, names the rule.
+enum class Rule {
+  Name,   ///< the name itself (empty, ".", "..", control characters, lengths, encoding)
+  Place,  ///< one entry per place, one kind per place, folders above every entry
+  Link,   ///< a link target leaving the root or going round a loop
+  Other   ///< a failure of the disk or of the package, not of a rule
+};
+
+/// An entry refused: what() is "entry \"<entry>\": <reason>".
+class EntryRefusal : public std::runtime_error {
+ public:
+  EntryRefusal(Rule rule, std::string entry, std::string reason);
+  Rule rule;
+  std::string entry;
+  std::string reason;
+};
+
+/// The one place that refuses an entry; extract reports it as KZFPACKAGE_EXTRACT_FAILED with
+/// the root.
+[[noreturn]] void refuseEntry(const std::string& entry, Rule rule, const std::string& reason);
+/// The same for failures that break no rule (the disk, the package's parts).
 [[noreturn]] void refuseEntry(const std::string& entry, const std::string& reason);
+
+/// The name as it may appear in a message: printable ASCII as is, everything else \uXXXX.
+std::string printable(const fl::i18n::ustring& name);
 
 /// An entry name that passed checkEntryName: its components below the extraction root.
 struct EntryPath {
@@ -43,6 +69,26 @@ EntryPath checkEntryName(const fl::i18n::ustring& name);
 /// they really lead.
 void checkLinkTarget(const EntryPath& link, const std::string& target,
                      const std::map<std::string, std::string>& links);
+
+/// The rules every entry of a package obeys, applied in one place: by extraction to the
+/// entries of a manifest before anything touches the disk, by `verify` to the same, and by
+/// creation to each entry as it is added (links at close, once every link is known), so that a
+/// package the library writes is one it extracts.
+class EntryRules {
+ public:
+  /// Checks one more entry: its name, and that its place is not held by another entry (two
+  /// folders may share one) and lies below folders only. Returns the place.
+  EntryPath admit(const fl::i18n::ustring& name, KZFFileEntryType type);
+  /// Remembers a link admitted at `place` with its target text, for checkLinks.
+  void addLink(const EntryPath& place, const std::string& target);
+  /// Checks every remembered link with checkLinkTarget.
+  void checkLinks() const;
+
+ private:
+  std::map<std::string, KZFFileEntryType> kinds_;
+  std::set<std::string> folders_;  ///< every place some entry lies below
+  std::map<std::string, std::string> links_;
+};
 
 /// An owned file descriptor, closed on destruction; `close` reports a failed close.
 class UniqueFd {

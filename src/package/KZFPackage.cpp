@@ -10,7 +10,6 @@
 #include <kzfpackage/Verbose.hpp>
 #include <opc/model/CoreProperties.hpp>
 #include <opc/model/PackageHelper.hpp>
-#include <xsd_binder/MalformedDocumentError.hpp>
 
 #include <boost/filesystem.hpp>
 #include <stdexcept>
@@ -107,9 +106,19 @@ void KZFPackage::open(KZFOpenMode openMode) {
     }
     // Any other value opens nothing and touches no file, yet counts as open.
   } catch (const std::runtime_error& e) {
+    abandonQuietly();
     throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
-  } catch (const xsd_binder::MalformedDocumentError& e) {
+  } catch (const DeployedException&) {
+    abandonQuietly();
+    throw;
+  } catch (const std::exception& e) {
+    // Malformed settings (MalformedDocumentError, a bad number) are failures of this open too.
+    abandonQuietly();
     throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
+  } catch (...) {
+    // A failed open leaves the object closed, so that a later open can succeed.
+    abandonQuietly();
+    throw;
   }
   isOpen = true;
 }
@@ -163,6 +172,7 @@ void KZFPackage::openForCreate(const ustring& absolutePath) {
     fs::rename(target, backup);
   }
   storage->package.open(opc::interfaces::OpenMode::Create);
+  storage->startCreating();
 }
 
 void KZFPackage::close() {
@@ -185,7 +195,7 @@ void KZFPackage::abandonQuietly() noexcept {
   // Nothing half-written may appear at the package path: drop the temporary zip. The backup
   // guard stays, so the destructor restores the previous package.
   try {
-    storage->package.close(true);
+    if (storage->package.isOpen()) storage->package.close(true);
   } catch (...) {
   }
 }
@@ -199,6 +209,14 @@ void KZFPackage::writeDeferredContent() {
   for (auto it = linkedFileList.begin(); it != linkedFileList.end(); ++it) {
     addSingleFile(it->first, it->second);
     reportProgress(it->second.getName());
+  }
+  // Every link is known now: each must lead, through the others, to a place inside the tree.
+  try {
+    storage->rules.checkLinks();
+  } catch (const pathsafety::EntryRefusal& refusal) {
+    const auto source = storage->linkSources.find(refusal.entry);
+    refuseSource(source != storage->linkSources.end() ? source->second : to_ustring(refusal.entry),
+                 refusal);
   }
   verbose << "Add kzf manifest package relationship in close." << std::endl;
   if (settings) writeConfigurationManifest();

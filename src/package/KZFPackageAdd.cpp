@@ -49,14 +49,130 @@ pt::ptime toPtime(const std::tm& broken) {
                    pt::time_duration(broken.tm_hour, broken.tm_min, broken.tm_sec));
 }
 
+/// The source's date broken down as a date the manifest holds. The date library takes years
+/// 1400 to 9999 only; a source dated outside them is refused, naming it.
+pt::ptime dateOf(const std::tm& broken, const ustring& source) {
+  try {
+    return toPtime(broken);
+  } catch (const std::out_of_range& e) {
+    throw DeployedException(KZFPACKAGE_VALUE_NOT_STORABLE(
+        describeSource(source), "its date (year " + std::to_string(broken.tm_year + 1900) +
+                                    ") lies outside the years 1400 to 9999 a package can hold"));
+  }
+}
+
+/// Narrows a text for the file system, or refuses the source it belongs to.
+std::string narrowOrRefuse(const ustring& text, const ustring& source, const char* what) {
+  try {
+    return to_string(text);
+  } catch (const std::runtime_error& e) {
+    throw DeployedException(KZFPACKAGE_VALUE_NOT_STORABLE(
+        describeSource(source), std::string(what) + " has no form in the process encoding: " +
+                                    e.what()));
+  }
+}
+
+/// Runs one add step for `source`: the library's own errors pass, and any other failure (the
+/// file system, the package) becomes an error naming the source.
+template <typename Step>
+void addingSource(const ustring& source, Step step) {
+  try {
+    step();
+  } catch (const DeployedException&) {
+    throw;
+  } catch (const std::exception& e) {
+    throw DeployedException(KZFPACKAGE_ERROR_ADD_NORMAL_FILE(describeSource(source), e.what()));
+  }
+}
+
 }  // namespace
+
+std::string describeSource(const ustring& source) {
+  try {
+    return to_string(source);
+  } catch (const std::runtime_error&) {
+    return pathsafety::printable(source);
+  }
+}
+
+void refuseSource(const ustring& source, const pathsafety::EntryRefusal& refusal) {
+  const std::string shown = describeSource(source);
+  const std::string reason = "\"" + refusal.entry + "\": " + refusal.reason;
+  switch (refusal.rule) {
+    case pathsafety::Rule::Name:
+      throw DeployedException(KZFPACKAGE_NAME_NOT_STORABLE(shown, reason));
+    case pathsafety::Rule::Place:
+      throw DeployedException(KZFPACKAGE_NAME_TAKEN(shown, reason));
+    case pathsafety::Rule::Link:
+      throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(shown, reason));
+    default:
+      throw DeployedException(KZFPACKAGE_ERROR_ADD_NORMAL_FILE(shown, reason));
+  }
+}
+
+pathsafety::EntryPath admitOrRefuse(pathsafety::EntryRules& rules, const ustring& source,
+                                    const ustring& name, KZFFileEntryType type) {
+  try {
+    return rules.admit(name, type);
+  } catch (const pathsafety::EntryRefusal& refusal) {
+    refuseSource(source, refusal);
+  }
+}
+
+ustring KZFPackageStorage::takeFreePartName(const ustring& base) {
+  // The first free part name: /a/f.txt, then /a/f_1.txt, /a/f_2.txt, ... always built from the
+  // unchanged base. The number goes before the last "." of the whole name, so when only a
+  // folder name has a dot it lands inside that folder name (/d.x/f gives /d_1.x/f).
+  const auto folderTaken = [this](const std::string& key) {
+    for (std::size_t slash = key.find('/'); slash != std::string::npos;
+         slash = key.find('/', slash + 1)) {
+      if (partKeys.count(key.substr(0, slash)) != 0) return true;
+    }
+    return false;
+  };
+  ustring from = base;
+  std::string key = opc::model::PartName(from).getEquivalenceKey();
+  // When a part holds the place of one of the name's folders ("/x" taken, "/X/y" wanted), no
+  // number on the last name helps: the part is named flat instead, its "/" written as "%5C"
+  // the way link parts are, which no folder of another part can clash with. The entry keeps
+  // its own name; only the part that holds its bytes is named so.
+  if (folderTaken(key)) {
+    from = u"/";
+    for (std::size_t i = 1; i < base.size(); ++i) {
+      if (base[i] == u'/') {
+        from += u"%5C";
+      } else {
+        from += base[i];
+      }
+    }
+    key = opc::model::PartName(from).getEquivalenceKey();
+  }
+  ustring candidate = from;
+  const std::size_t dot = from.rfind(u'.');
+  const auto taken = [&] {
+    return partKeys.count(key) != 0 || partFolderKeys.count(key) != 0 || folderTaken(key) ||
+           package.hasPart(opc::model::PartName(candidate));
+  };
+  for (unsigned n = 1; taken(); ++n) {
+    const ustring number = u"_" + to_ustring(std::to_string(n));
+    candidate = dot == ustring::npos || dot == 0 ? from + number
+                                                 : from.substr(0, dot) + number + from.substr(dot);
+    key = opc::model::PartName(candidate).getEquivalenceKey();
+  }
+  partKeys.insert(key);
+  for (std::size_t slash = key.find('/'); slash != std::string::npos;
+       slash = key.find('/', slash + 1)) {
+    partFolderKeys.insert(key.substr(0, slash));
+  }
+  return candidate;
+}
 
 void KZFPackage::addFileToKZF(const ustring& source, const ustring& destinationName,
                               const std::string& contentType,
                               const std::vector<std::string>& relationshipTypes) {
   throwIfNotOpenForCreate();
   KZFRecordData record(destinationName, false, "");
-  addNormalFile(source, record, contentType, relationshipTypes);
+  addingSource(source, [&] { addNormalFile(source, record, contentType, relationshipTypes); });
 }
 
 void KZFPackage::addFileListToKZF(const std::map<ustring, KZFRecordData>& files) {
@@ -68,7 +184,7 @@ void KZFPackage::addFileListToKZF(const std::map<ustring, KZFRecordData>& files)
   progress.entriesTotal = files.size();
   for (const auto& [source, record] : files) {
     KZFRecordData copy = record;
-    addSingleFile(source, copy);
+    addingSource(source, [&] { addSingleFile(source, copy); });
     reportProgress(record.getName());
   }
 }
@@ -85,13 +201,16 @@ bool KZFPackage::onList(const std::map<ustring, KZFRecordData>& files, const ust
 }
 
 void KZFPackage::addSingleFile(const ustring& source, KZFRecordData& record) {
-  std::string narrowSource = to_string(source);
-  std::string narrowDestination = to_string(record.getName());
+  std::string narrowSource = narrowOrRefuse(source, source, "its path");
+  std::string narrowDestination = narrowOrRefuse(record.getName(), source, "its name");
   // One lstat answers every question below, and later those of the entry: links are tested
-  // without being followed.
+  // without being followed. It serves this call only: the source may change before the next.
+  struct Forget {
+    KZFPackageStorage::SourceStatus& last;
+    ~Forget() { last.path.clear(); }
+  } forget{storage->lastSource};
   struct stat& status = storage->lastSource.status;
   if (::lstat(narrowSource.c_str(), &status) != 0) {
-    storage->lastSource.path.clear();
     if (errno == ENOENT || errno == ENOTDIR) {
       throw DeployedException(KZFPACKAGE_FILE_ENTRY_NOT_EXIST(narrowSource));
     }
@@ -118,7 +237,8 @@ void KZFPackage::addSingleFile(const ustring& source, KZFRecordData& record) {
   }
 }
 
-void KZFPackage::addDirectory(const ustring& /*source*/, KZFRecordData& record) {
+void KZFPackage::addDirectory(const ustring& source, KZFRecordData& record) {
+  admitOrRefuse(storage->rules, source, record.getName(), KZFFileEntryType::Folder);
   ustring encoded = getEncodedURIString(record.getName());
   KZFFileEntry entry(record.getName(), encoded, KZFFileEntryType::Folder);
   extractionManager->addEntry(encoded, entry);
@@ -131,18 +251,8 @@ void KZFPackage::addNormalFile(const ustring& source, KZFRecordData& record,
   try {
     ustring name = record.getName();
     std::replace(name.begin(), name.end(), u'\\', u'/');
-
-    // The first free part name: /a/f.txt, then /a/f_1.txt, /a/f_2.txt, ... always built from the
-    // unchanged base. The number goes before the last "." of the whole name, so when only a
-    // folder name has a dot it lands inside that folder name (/d.x/f gives /d_1.x/f).
-    const ustring base = getEncodedURIString(name);
-    ustring candidate = base;
-    const std::size_t dot = base.rfind(u'.');
-    for (unsigned n = 1; storage->package.hasPart(opc::model::PartName(candidate)); ++n) {
-      ustring number = u"_" + to_ustring(std::to_string(n));
-      candidate = dot == ustring::npos ? base + number
-                                       : base.substr(0, dot) + number + base.substr(dot);
-    }
+    admitOrRefuse(storage->rules, source, name, KZFFileEntryType::File);
+    const ustring candidate = storage->takeFreePartName(getEncodedURIString(name));
 
     std::string type =
         contentType.empty() ? to_string(mapFilenameToContentTypeString(name)) : contentType;
@@ -213,7 +323,7 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
     if (::localtime_r(&now, &broken) == nullptr) {
       throw std::runtime_error("could not convert calendar time to local time");
     }
-    pt::ptime date = toPtime(broken);
+    pt::ptime date = dateOf(broken, source);
     verbose << "set file last modified time to current time @" << date << std::endl;
     entry.setDate(date);
   } else if (std::time_t written = 0; lastWriteTime(narrowSource, written)) {
@@ -224,7 +334,7 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
     if (::gmtime_r(&written, &broken) == nullptr) {
       throw std::runtime_error("could not convert calendar time to UTC time");
     }
-    pt::ptime date = toPtime(broken);
+    pt::ptime date = dateOf(broken, source);
     if (verbose.enabled) {
       verbose << "set file last modified time @"
               << to_string(opc::model::CoreProperties::convertTimeToString(date)) << std::endl;
@@ -244,7 +354,8 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
 
 void KZFPackage::serializeExtractionManager() {
   throwIfNotCreate();
-  if (extractionManager->empty()) return;
+  // Written even without entries: extraction refuses a package without a file manifest, and
+  // an empty folder must pack to a package that extracts to an empty folder.
   verbose << "Serialize extraction manager into KZF package. Number of entries= "
           << extractionManager->size() << std::endl;
   opc::model::Part part = storage->package.createPart(

@@ -50,7 +50,12 @@ void KZFPackage::writeConfigurationManifest() {
   opc::model::Part part = storage->package.createPart(
       opc::model::PartName(name), opc::model::ContentType(FILEMANIFEST_CONTENTTYPE),
       opc::model::StandardPartInfo(1, 0));
-  KZFSettingsSerializer().save(*part.getOutputStream(), *settings);
+  try {
+    KZFSettingsSerializer().save(*part.getOutputStream(), *settings);
+  } catch (const std::runtime_error& e) {
+    throw DeployedException(KZFPACKAGE_VALUE_NOT_STORABLE("the settings", e.what()));
+  }
+  admitOrRefuse(storage->rules, name, name, KZFFileEntryType::File);
   KZFFileEntry entry(name, name, KZFFileEntryType::File);
   addEntryToExtractionManager(name, name, entry);
   storage->package.createInternalRelationship(
@@ -68,7 +73,13 @@ KZFSettings KZFPackage::getKZFSettingsFromExtractedKZFLocation(const ustring& di
   fs::ifstream in(fs::path(path), std::ios::binary);
   opc::StdIStreamAdaptor adaptor(in);
   KZFSettings result;
-  KZFSettingsSerializer().load(adaptor, result);
+  try {
+    KZFSettingsSerializer().load(adaptor, result);
+  } catch (const DeployedException&) {
+    throw;
+  } catch (const std::exception& e) {
+    throw DeployedException(KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES(path + ": " + e.what()));
+  }
   return result;
 }
 

@@ -3,8 +3,11 @@
 
 #include <sys/stat.h>
 
+#include "../links/PathSafety.hpp"
+
 #include <fl/i18n/ustring.hpp>
 #include <kzfdatainterfaces/KZFRecordData.hpp>
+#include <kzfpackage/KZFFileEntry.hpp>
 #include <map>
 #include <memory>
 #include <opc/model/Package.hpp>
@@ -30,8 +33,39 @@ struct KZFPackageStorage {
   opc::model::Package package;
   std::unique_ptr<opc::util::TempfileGuard> tempfileGuard;
 
+  /// The entry rules extraction applies, applied to each entry as it is added (links at close).
+  pathsafety::EntryRules rules;
+  /// The source of every link admitted, by its place, to name it when its target is refused.
+  std::map<std::string, fl::i18n::ustring> linkSources;
+  /// Where a link target queued for close came from: the packed tree's root on disk and the
+  /// root's place in the package, so that a queued link (a chain that left the tree) is mapped
+  /// against the tree that was packed, not against a root guessed from its own path.
+  struct LinkOrigin {
+    fl::i18n::ustring sourceRoot;
+    fl::i18n::ustring rootPlace;
+    fl::i18n::ustring link;  ///< the link of the tree that led here, named in refusals
+  };
+  std::map<fl::i18n::ustring, LinkOrigin> queuedOrigins;
+
+  /// Equivalence keys of every part name taken, and of every folder above one. Part names are
+  /// compared case-insensitively, and no part name may be a folder of another ("/x" and
+  /// "/X/y"), so a name is free only when it clashes with neither.
+  std::unordered_set<std::string> partKeys{".meta/manifest.xml", ".meta/filemanifest.xml"};
+  std::unordered_set<std::string> partFolderKeys{".meta"};
+  /// Forgets the entries, links and part names of an earlier package made by this object.
+  void startCreating() {
+    rules = pathsafety::EntryRules();
+    linkSources.clear();
+    queuedOrigins.clear();
+    partKeys = {".meta/manifest.xml", ".meta/filemanifest.xml"};
+    partFolderKeys = {".meta"};
+  }
+  /// The first free part name for `base` (an encoded part name); see KZFPackageAdd.cpp.
+  fl::i18n::ustring takeFreePartName(const fl::i18n::ustring& base);
+
   /// The lstat of the source addSingleFile is adding, kept so that completing its entry asks
-  /// the file system nothing more: one lstat per source, however many questions.
+  /// the file system nothing more: one lstat per source, however many questions. Cleared when
+  /// that call ends: a later call for the same source asks again.
   struct SourceStatus {
     std::string path;
     struct stat status {};
@@ -69,5 +103,17 @@ struct KZFPackageStorage {
     return lastSource.path == source ? &lastSource.status : nullptr;
   }
 };
+
+/// A source's path for a message: in the process encoding where it has a form there,
+/// otherwise with each character it lacks written as \uXXXX.
+std::string describeSource(const fl::i18n::ustring& source);
+
+/// Reports an entry the rules refused while adding `source`, under the identifier of the rule.
+[[noreturn]] void refuseSource(const fl::i18n::ustring& source,
+                               const pathsafety::EntryRefusal& refusal);
+
+/// Admits an entry of `type` named `name` for `source` under `rules`, or refuses the source.
+pathsafety::EntryPath admitOrRefuse(pathsafety::EntryRules& rules, const fl::i18n::ustring& source,
+                                    const fl::i18n::ustring& name, KZFFileEntryType type);
 
 }  // namespace Quorlith::kzfpackage

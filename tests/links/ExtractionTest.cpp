@@ -11,14 +11,12 @@
 #include <iterator>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFPackage.hpp>
-#include <kzfpackage/Verbose.hpp>
 #include <opc/String.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <vector>
 
 #include "PathSafety.hpp"
@@ -123,40 +121,15 @@ TEST_F(ExtractionTest, FileBeforeItsFolderEntryAndModesAsRecorded) {
                       entry("d/x/f.txt", "/f", "File", " permissions=\"420\"") +
                       entry("d/x", "/d/x", "Folder") + entry("plain", "/p", "File"),
                   {{"/f", "file"}, {"/p", "plain"}});
-  std::ostringstream trace;
-  kzf::verbose.stream = &trace;
-  kzf::verbose.enabled = true;
   extract();
-  kzf::verbose.enabled = false;
-  kzf::verbose.stream = &std::cout;
   EXPECT_EQ(readFile(root() / "d/x/f.txt"), "file");
   struct stat st {};
   ASSERT_EQ(::stat((root() / "d/x/f.txt").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 07777, 0644u);
-  EXPECT_NE(trace.str().find(" set permission to 420\n"), std::string::npos) << trace.str();
   ASSERT_EQ(::stat((root() / "plain").c_str(), &st), 0);
   const mode_t umaskNow = ::umask(0);
   ::umask(umaskNow);
   EXPECT_EQ(st.st_mode & 07777, 0666u & ~umaskNow) << "permission 0 keeps the default mode";
-}
-
-TEST_F(ExtractionTest, DatesAreAppliedAndWrapAfter2038) {
-  writeRawPackage(packagePath(),
-                  entry("old", "/o", "File", " date=\"2001-09-09T01:46:40.5Z\"") +
-                      entry("late", "/l", "File", " date=\"2040-01-01T00:00:00Z\""),
-                  {{"/o", "o"}, {"/l", "l"}});
-  extract();
-  EXPECT_EQ(fs::last_write_time(root() / "old"), 1000000000) << "fractions are dropped";
-  const std::int64_t late = 2208988800LL;  // 2040-01-01T00:00:00Z
-  EXPECT_EQ(fs::last_write_time(root() / "late"),
-            static_cast<std::int32_t>(static_cast<std::uint32_t>(late)));
-}
-
-TEST_F(ExtractionTest, SymbolicLinkTargetIsKeptAsStored) {
-  writeRawPackage(packagePath(), entry("lib/libx.so", "/lib%5Clibx.so", "SymLink"),
-                  {{"/lib%5Clibx.so", "../lib/libx.so.1"}});
-  extract();
-  EXPECT_EQ(fs::read_symlink(root() / "lib/libx.so").string(), "../lib/libx.so.1");
 }
 
 TEST_F(ExtractionTest, ExtractingTwiceOverwritesFilesAndStopsAtTheFirstLink) {
@@ -318,65 +291,9 @@ INSTANTIATE_TEST_SUITE_P(Zones, TimeZoneTest,
                            return name;
                          });
 
-struct BrokenPackage {
-  const char* label;
-  std::string entries;
-  std::map<std::string, std::string> parts;
-  const char* identifier;
-  const char* fragment;
-};
-
-void PrintTo(const BrokenPackage& row, std::ostream* out) { *out << row.label; }
-
-class BrokenPackageTest : public ExtractionTest,
-                          public ::testing::WithParamInterface<BrokenPackage> {};
-
-TEST_P(BrokenPackageTest, FailsWithItsIdentifier) {
-  const BrokenPackage& row = GetParam();
-  writeRawPackage(packagePath(), row.entries, row.parts);
-  EXPECT_KZF_ERROR_WITH(extract(), row.identifier, row.fragment);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Manifests, BrokenPackageTest,
-    ::testing::Values(BrokenPackage{"UnknownTypeWord",
-                                    entry("f", "/f", "file"),
-                                    {{"/f", "x"}},
-                                    "KZFPACKAGE_INVALID_XML",
-                                    ""},
-                      BrokenPackage{"NonNumericPermission",
-                                    entry("f", "/f", "File", " permissions=\"rwx\""),
-                                    {{"/f", "x"}},
-                                    "KZFPACKAGE_INVALID_XML",
-                                    ""},
-                      BrokenPackage{"FailsTheSchema",
-                                    "<fileEntry name=\"f\" type=\"File\" />",
-                                    {{"/f", "x"}},
-                                    "KZFPACKAGE_INVALID_XML",
-                                    "content"},
-                      BrokenPackage{
-                          "UnknownElement", "<other />", {}, "KZFPACKAGE_INVALID_XML", ""},
-                      BrokenPackage{"MissingPart",
-                                    entry("f", "/missing", "File"),
-                                    {},
-                                    "KZFPACKAGE_EXTRACT_FAILED",
-                                    "/missing"},
-                      BrokenPackage{"EmptyLinkPart",
-                                    entry("l", "/l", "SymLink"),
-                                    {{"/l", ""}},
-                                    "KZFPACKAGE_ERROR_READ_FILE",
-                                    "/l"}),
-    [](const ::testing::TestParamInfo<BrokenPackage>& row) { return row.param.label; });
-
-TEST_F(ExtractionTest, CorruptedPartFailsNamingThePart) {
-  const std::string marker = "0123456789abcdef-unique-content";
-  writeRawPackage(packagePath(), entry("f", "/stored.bin", "File"), {{"/stored.bin", marker}});
-  std::string bytes = readFile(packagePath());
-  std::size_t at = bytes.find(marker);
-  ASSERT_NE(at, std::string::npos) << "the part is stored uncompressed";
-  bytes[at] ^= 0x20;
-  boost::filesystem::ofstream(packagePath(), std::ios::binary | std::ios::trunc) << bytes;
-  EXPECT_KZF_ERROR_WITH(extract(), "KZFPACKAGE_EXTRACT_FAILED", "stored.bin");
+TEST_F(ExtractionTest, EmptyLinkPartFailsNamingThePart) {
+  writeRawPackage(packagePath(), entry("l", "/l", "SymLink"), {{"/l", ""}});
+  EXPECT_KZF_ERROR_WITH(extract(), "KZFPACKAGE_ERROR_READ_FILE", "/l");
 }
 
 }  // namespace

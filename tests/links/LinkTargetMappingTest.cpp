@@ -11,15 +11,12 @@ namespace Quorlith::kzfpackage {
 class KZFPackageTestPeer {
  public:
   KZFPackageTestPeer() : package_(u"unused.kzf", KZFFileReaderFactory()) {}
-  ustring naive_uncomplete(const ustring& p, const ustring& base) {
-    return package_.naive_uncomplete(p, base);
-  }
   ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link) {
     return package_.computePathToMappedLinkTarget(target, link);
   }
-  ustring mapLinkTargetIntoArchive(const ustring& source, const ustring& destination,
-                                   const ustring& target, const ustring& sourceRoot) {
-    return package_.mapLinkTargetIntoArchive(source, destination, target, sourceRoot);
+  ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
+                                   const ustring& rootPlace) {
+    return package_.mapLinkTargetIntoArchive(target, sourceRoot, rootPlace);
   }
   ustring computerSrcRoot(const ustring& source, const ustring& destination) {
     return package_.computerSrcRoot(source, destination);
@@ -36,33 +33,6 @@ namespace {
 
 using Quorlith::kzfpackage::KZFPackageTestPeer;
 using fl::i18n::ustring;
-
-struct UncompleteRow {
-  const char* label;
-  ustring p, base, expected;
-};
-void PrintTo(const UncompleteRow& row, std::ostream* out) { *out << row.label; }
-class NaiveUncompleteTest : public ::testing::TestWithParam<UncompleteRow> {};
-
-TEST_P(NaiveUncompleteTest, ExpressesThePathRelativeToTheBase) {
-  KZFPackageTestPeer peer;
-  EXPECT_EQ(peer.naive_uncomplete(GetParam().p, GetParam().base), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, NaiveUncompleteTest,
-    ::testing::Values(UncompleteRow{"EqualStrings", u"a/b", u"a/b", u"./"},
-                      UncompleteRow{"TrailingSeparatorIsNotEqual", u"a/b", u"a/b/", u""},
-                      UncompleteRow{"Below", u"/home/u/app/lib/x", u"/home/u/app", u"lib/x"},
-                      UncompleteRow{"Beside", u"/r/bin/tool", u"/r/lib/x", u"../../bin/tool"},
-                      UncompleteRow{"RelativeAgainstAbsolute", u"a/b", u"/r/s", u"../../a/b"}),
-    [](const ::testing::TestParamInfo<UncompleteRow>& row) { return row.param.label; });
-
-TEST(LinkTargetMappingTest, EmptyArgumentsAreRefused) {
-  KZFPackageTestPeer peer;
-  EXPECT_KZF_ERROR(peer.naive_uncomplete(u"", u"/a"), "KZFPACKAGE_ERROR_PATH_EMPTY");
-  EXPECT_KZF_ERROR(peer.naive_uncomplete(u"a", u""), "KZFPACKAGE_ERROR_PATH_EMPTY");
-}
 
 TEST(LinkTargetMappingTest, PathToMappedTargetWorkedExamples) {
   KZFPackageTestPeer peer;
@@ -86,31 +56,40 @@ TEST(LinkTargetMappingTest, AbsoluteArgumentsAreRefusedNamingTargetThenLink) {
                         "KZFPACKAGE_ERROR_PATH_ABSOLUTE", "from /link-y to target-x");
 }
 
-TEST(LinkTargetMappingTest, MapIntoArchiveWorkedExamples) {
+struct MappingRow {
+  const char* label;
+  ustring target, rootPlace, expected;
+};
+void PrintTo(const MappingRow& row, std::ostream* out) { *out << row.label; }
+class MapIntoArchiveTest : public ::testing::TestWithParam<MappingRow> {};
+
+// The tree /home/u/app is packed at rootPlace; where does each target live in the package?
+TEST_P(MapIntoArchiveTest, PlacesTheTargetInThePackage) {
   KZFPackageTestPeer peer;
-  const ustring root = u"/home/u/app";
-  EXPECT_EQ(peer.mapLinkTargetIntoArchive(u"/home/u/app/lib/libfoo.so", u"fsroot/lib/libfoo.so",
-                                          u"/home/u/app/lib/libfoo.so.1", root),
-            u"fsroot/lib/libfoo.so.1");
-  EXPECT_EQ(peer.mapLinkTargetIntoArchive(u"/home/u/app/lib/x/tool-link", u"fsroot/lib/x/tool-link",
-                                          u"/home/u/app/bin/tool", root),
-            u"fsroot/bin/tool");
-  // Outside the tree: the absolute path mirrored below the package root.
-  EXPECT_EQ(peer.mapLinkTargetIntoArchive(u"/home/u/app/l", u"l", u"/usr/lib/libc.so", root),
-            u"usr/lib/libc.so");
-  // Relative targets stay as they are; containment is a substring test, so app2 counts as
-  // inside and is reached relative to the root rather than mirrored.
-  EXPECT_EQ(peer.mapLinkTargetIntoArchive(u"/home/u/app/l", u"l", u"rel/t", root), u"rel/t");
-  EXPECT_EQ(peer.mapLinkTargetIntoArchive(u"/home/u/app/l", u"l", u"/home/u/app2/x", root),
-            u"../app2/x");
+  EXPECT_EQ(peer.mapLinkTargetIntoArchive(GetParam().target, u"/home/u/app", GetParam().rootPlace),
+            GetParam().expected);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, MapIntoArchiveTest,
+    ::testing::Values(
+        MappingRow{"InsideBelowPrefix", u"/home/u/app/lib/libfoo.so.1", u"fsroot",
+                   u"fsroot/lib/libfoo.so.1"},
+        MappingRow{"InsideNoPrefix", u"/home/u/app/bin/tool", u"", u"bin/tool"},
+        MappingRow{"OutsideIsMirrored", u"/usr/lib/libc.so", u"fsroot", u"usr/lib/libc.so"},
+        MappingRow{"RelativeStays", u"rel/t", u"", u"rel/t"},
+        // Element by element: a sibling whose name starts with the root's is outside.
+        MappingRow{"SiblingWithRootAsPrefix", u"/home/u/app2/x", u"", u"home/u/app2/x"},
+        MappingRow{"TheRootItself", u"/home/u/app", u"opt", u"opt"},
+        MappingRow{"TrailingDotDropped", u"/home/u/app/sub/.", u"", u"sub"}),
+    [](const ::testing::TestParamInfo<MappingRow>& row) { return row.param.label; });
 
 TEST(LinkTargetMappingTest, SourceRootIsWhatTheDestinationDoesNotRepeat) {
   KZFPackageTestPeer peer;
   EXPECT_EQ(peer.computerSrcRoot(u"/home/u/app/lib/libfoo.so", u"fsroot/lib/libfoo.so"),
             u"/home/u/app");
   EXPECT_EQ(peer.computerSrcRoot(u"relative/l", u"l"),
-            fl::i18n::to_ustring(boost::filesystem::current_path().string()));
+            fl::i18n::to_ustring((boost::filesystem::current_path() / "relative").string()));
 }
 
 }  // namespace

@@ -40,8 +40,9 @@ TEST_P(EntryNameTest, AcceptedBelowTheRootOrRefusedWithItsReason) {
   try {
     pathsafety::checkEntryName(row.name);
     ADD_FAILURE() << "accepted";
-  } catch (const std::runtime_error& e) {
+  } catch (const pathsafety::EntryRefusal& e) {
     EXPECT_NE(std::string(e.what()).find(row.expected), std::string::npos) << e.what();
+    EXPECT_EQ(e.rule, pathsafety::Rule::Name) << "creation reports it under the name rule";
   }
 }
 
@@ -97,8 +98,9 @@ TEST_P(LinkTargetTest, StaysInsideTheRoot) {
   try {
     pathsafety::checkLinkTarget(link, row.target, links);
     ADD_FAILURE() << "accepted";
-  } catch (const std::runtime_error& e) {
+  } catch (const pathsafety::EntryRefusal& e) {
     EXPECT_NE(std::string(e.what()).find(row.refusal), std::string::npos) << e.what();
+    EXPECT_EQ(e.rule, pathsafety::Rule::Link);
   }
 }
 

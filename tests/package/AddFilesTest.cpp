@@ -7,7 +7,6 @@
 
 #include <kzfpackage/KZFPackage.hpp>
 
-#include <boost/date_time/posix_time/conversion.hpp>
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -49,68 +48,18 @@ class AddFilesTest : public TempDirTest {
   }
 };
 
-TEST_F(AddFilesTest, SameDestinationTwiceGetsNumberedPartNames) {
+TEST_F(AddFilesTest, PartNamesEquivalentByCaseGetNumbers) {
   fs::path one = source("one.txt", "first"), two = source("two.txt", "second");
-  {
-    KZFPackage package(u(packagePath()), {});
-    package.open(kzf::Create);
-    package.addFileToKZF(u(one), u"a/f.txt", "", {});
-    package.addFileToKZF(u(two), u"a/F.txt", "", {});  // equivalent by case: also taken
-    package.addFileToKZF(u(two), u"d.x/f", "", {});
-    package.addFileToKZF(u(two), u"d.x/f", "", {});
-    package.close();
-  }
+  pack({{one, u"a/f.txt"}, {two, u"a/F.txt"}});
   OpcReader reader(packagePath());
   EXPECT_EQ(reader.content(u"/a/f.txt"), "first");
   EXPECT_EQ(reader.content(u"/a/F_1.txt"), "second");
-  EXPECT_TRUE(reader.hasPart(u"/d.x/f"));
-  EXPECT_TRUE(reader.hasPart(u"/d_1.x/f")) << "the number lands before the last dot of the name";
-  // The manifest lists all four parts; loading keys entries by name, so the second "d.x/f"
-  // entry gives way to the first.
-  std::string manifest = reader.content(u"/.META/filemanifest.xml");
-  std::size_t listed = 0;
-  for (auto at = manifest.find("<fileEntry "); at != std::string::npos;
-       at = manifest.find("<fileEntry ", at + 1)) {
-    ++listed;
-  }
-  EXPECT_EQ(listed, 4u);
-  EXPECT_EQ(loadFileManifest(packagePath()).size(), 3u);
+  EXPECT_EQ(entriesByName().at("a/F.txt").getContent(), u"/a/F_1.txt");
 }
 
-TEST_F(AddFilesTest, ListEntriesCarryKindsDatesAndMaskedPermissions) {
-  fs::path file = source("bin/tool", "#!/bin/sh\n");
-  ::chmod(file.c_str(), 04755);  // set-user-id is dropped from the recorded bits
-  fs::last_write_time(file, 1000000000);
-  fs::path empty = source("empty.dat", "");
-  fs::path folder = tmp / "src" / "bin";
-  pack({{file, u"app/bin/tool"}, {empty, u"app/empty.dat"}, {folder, u"app/bin"}});
-
-  OpcReader reader(packagePath());
-  EXPECT_EQ(reader.content(u"/app/empty.dat"), "");
-  auto entries = entriesByName();
-  ASSERT_EQ(entries.size(), 3u);
-  const KZFFileEntry& tool = entries.at("app/bin/tool");
-  EXPECT_EQ(tool.getType(), KZFFileEntryType::File);
-  EXPECT_EQ(tool.getContent(), u"/app/bin/tool");
-  EXPECT_EQ(tool.getPermission(), 0100755);
-  ASSERT_TRUE(tool.getDate());
-  EXPECT_EQ(*tool.getDate(), boost::posix_time::from_time_t(1000000000));
-  const KZFFileEntry& bin = entries.at("app/bin");
-  EXPECT_EQ(bin.getType(), KZFFileEntryType::Folder);
-  EXPECT_EQ(bin.getContent(), u"/app/bin");
-  EXPECT_EQ(bin.getPermission(), 0) << "folders record no permissions";
-  EXPECT_FALSE(reader.hasPart(u"/app/bin")) << "a folder has no part";
-}
-
-TEST_F(AddFilesTest, BackslashesInFileNamesBecomeSlashesButNotInFolderNames) {
-  fs::path file = source("f.txt");
-  fs::path folder = tmp / "src";
-  pack({{file, u"dir\\f.txt"}, {folder, u"top\\sub"}});
-  OpcReader reader(packagePath());
-  EXPECT_TRUE(reader.hasPart(u"/dir/f.txt"));
-  auto entries = entriesByName();
-  EXPECT_EQ(entries.at("dir/f.txt").getContent(), u"/dir/f.txt");
-  EXPECT_EQ(entries.at("top\\sub").getContent(), u"/top%5Csub");
+TEST_F(AddFilesTest, BackslashesInFileNamesBecomeSlashes) {
+  pack({{source("f.txt"), u"dir\\f.txt"}});
+  EXPECT_EQ(entriesByName().at("dir/f.txt").getContent(), u"/dir/f.txt");
 }
 
 TEST_F(AddFilesTest, ExplicitContentTypeAndRelationships) {
@@ -141,12 +90,6 @@ TEST_F(AddFilesTest, TransformedCodeIsStoredTransformedAsEncipheredCode) {
   EXPECT_EQ(part.getContentType().toString(), KZFPackage::VELLMORENCRYPTEDCODE_CONTENTTYPE);
 }
 
-TEST_F(AddFilesTest, EmptyManifestWritesNoFileManifest) {
-  pack({});
-  OpcReader reader(packagePath());
-  EXPECT_FALSE(reader.hasPart(u"/.META/filemanifest.xml"));
-}
-
 TEST_F(AddFilesTest, SourcesThatCannotBeStoredReportTheirIdentifiers) {
   KZFPackage package(u(packagePath()), ReversingReaderHandle::factory());
   package.open(kzf::Create);
@@ -162,7 +105,7 @@ TEST_F(AddFilesTest, SourcesThatCannotBeStoredReportTheirIdentifiers) {
   EXPECT_KZF_ERROR(package.addFileListToKZF(one(source("empty.m", ""), u"empty.m")),
                    "KZFPACKAGE_ERROR_READ_ZERO_LENGTH_FILE");
   EXPECT_KZF_ERROR(package.addFileToKZF(u(source("a")), u"a/../b", "", {}),
-                   "KZFPACKAGE_ERROR_ADD_NORMAL_FILE");
+                   "KZFPACKAGE_NAME_NOT_STORABLE");
   package.close();
 }
 

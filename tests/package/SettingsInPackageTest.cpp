@@ -117,9 +117,12 @@ TEST_F(SettingsInPackageTest, SettingsAreKeptAcrossStatesAsCopies) {
   EXPECT_EQ(package.getKZFSettings().uuid, sampleSettings().uuid);
 }
 
-TEST_F(SettingsInPackageTest, MissingManifestInAnExtractedFolderIsReported) {
+TEST_F(SettingsInPackageTest, MissingOrBrokenManifestInAnExtractedFolderIsReported) {
   EXPECT_KZF_ERROR_WITH(KZFPackage::getKZFSettingsFromExtractedKZFLocation(u(tmp.path())),
                         "KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE", ".META/manifest.xml");
+  writeFile(tmp / ".META/manifest.xml", "<manifest><unclosed></manifest>");
+  EXPECT_KZF_ERROR_WITH(KZFPackage::getKZFSettingsFromExtractedKZFLocation(u(tmp.path())),
+                        "KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES", ".META/manifest.xml");
 }
 
 /// A package whose configuration manifest is the given text.
@@ -141,6 +144,10 @@ TEST_F(SettingsInPackageTest, BrokenManifestsFailTheOpen) {
   writeManifestPackage(packagePath(), "<manifest><unclosed></manifest>");
   KZFPackage malformed(u(packagePath()), {});
   EXPECT_KZF_ERROR(malformed.open(kzf::Read), "KZFPACKAGE_OPEN_FAILED");
+  // The failed open left the object closed: once the file is sound, it opens.
+  writePackage(nullptr);
+  EXPECT_NO_THROW(malformed.open(kzf::Read));
+  malformed.close();
 
   writeManifestPackage(packagePath(), "<manifest default-config=\"nowhere\"/>");
   KZFPackage dangling(u(packagePath()), {});

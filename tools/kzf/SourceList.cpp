@@ -58,13 +58,29 @@ class Collector {
   void add(const fs::path& absolute, bool isLink, const std::string& shown,
            const fs::path& destination) {
     const std::string name = destination.generic_string();
+    // The library reads a backslash in a destination name as a separator (callers of the API
+    // rely on it), so a file named "f\g" would come back as a folder f holding g. Only the
+    // tool knows that the backslash is part of a source's own name.
+    if (name.find('\\') != std::string::npos) {
+      throw ToolError(
+          "KZF_BACKSLASH_IN_NAME",
+          tr("{0}: a backslash in the name {1} cannot be stored in a package", {shown, name}));
+    }
     const auto [claim, fresh] = claimed_.emplace(name, shown);
     if (!fresh) {
       throw ToolError("KZF_DUPLICATE_DESTINATION",
                       tr("{0} and {1} would both be stored as {2}", {claim->second, shown, name}));
     }
-    const ustring key = to_ustring(absolute.string());
-    if (!list_.files.emplace(key, KZFRecordData(to_ustring(name), false, "")).second) {
+    ustring key, packageName;
+    try {
+      key = to_ustring(absolute.string());
+      packageName = to_ustring(name);
+    } catch (const std::runtime_error&) {
+      throw ToolError(
+          "KZF_NAME_NOT_TEXT",
+          tr("{0}: the name is not valid text in the character encoding of the locale", {shown}));
+    }
+    if (!list_.files.emplace(key, KZFRecordData(packageName, false, "")).second) {
       throw ToolError("KZF_DUPLICATE_SOURCE", tr("{0} is named twice as a source", {shown}));
     }
     if (isLink) links_.emplace(key, shown);

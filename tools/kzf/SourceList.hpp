@@ -49,9 +49,10 @@ struct SourceList {
 /// stored under its own name below the prefix. Each list line stores its source under exactly
 /// the destination it names. Nothing is written. Throws UsageError for a prefix or list
 /// destination that is not a relative path inside the package; ToolError for a missing source,
-/// an unreadable folder or list, a malformed list line, two sources for one destination, and
-/// (unless skipDanglingLinks) for dangling links and (unless skipSpecial) for FIFOs, sockets and
-/// devices, all of which the one message names.
+/// an unreadable folder or list, a malformed list line, two sources for one destination,
+/// a source or destination name holding a backslash, and (unless skipDanglingLinks) for
+/// dangling links and (unless skipSpecial) for FIFOs, sockets and devices, all of which the one
+/// message names.
 SourceList collectSources(const SourceOptions& options);
 
 }  // namespace kzf::tool

@@ -1,6 +1,7 @@
 // kzf: creates, lists, checks and extracts KZF packages from the command line.
 #include <CLI/CLI.hpp>
 #include <clocale>
+#include <cstdio>
 #include <fl/i18n/DeployedException.hpp>
 #include <iostream>
 #include <kzfpackage/Version.hpp>
@@ -179,7 +180,19 @@ std::string parseErrorText(const CLI::ParseError& e) {
 }
 
 int fail(const std::string& message, const std::string& identifier) {
-  std::cerr << "kzf: " << message << " [" << identifier << "]\n";
+  // One failure, one line: a control character (a newline in a file name) is shown escaped.
+  std::string line;
+  for (const char c : message) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
+      line += escaped;
+    } else {
+      line += c;
+    }
+  }
+  std::cerr << "kzf: " << line << " [" << identifier << "]\n";
   return kFailure;
 }
 

@@ -51,6 +51,12 @@ constexpr MessageText kMessages[] = {
     {"KZFPACKAGE_ERROR_CREATING_EXTRACTION_DIR", N_("Could not create the extraction folder.")},
     {"KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES",
      N_("The package settings are inconsistent and could not be loaded or saved: {0}")},
+    {"KZFPACKAGE_NAME_NOT_STORABLE",
+     N_("Cannot add {0}: its name in the package cannot be extracted again: {1}")},
+    {"KZFPACKAGE_NAME_TAKEN", N_("Cannot add {0}: its place in the package is taken: {1}")},
+    {"KZFPACKAGE_LINK_NOT_STORABLE",
+     N_("Cannot add the symbolic link {0}: it could not be extracted again: {1}")},
+    {"KZFPACKAGE_VALUE_NOT_STORABLE", N_("Cannot store {0} in the package: {1}")},
 };
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <xsd_binder/DOMReadWrite.hpp>
 #include <xsd_binder/MalformedDocumentError.hpp>
 
+#include <stdexcept>
+
 namespace xsd_binder {
 
 namespace x = xercesc;
@@ -83,7 +85,17 @@ ustring readAttribute(const x::DOMElement& element, const char16_t* name) {
   return ustring(element.getAttribute(name));
 }
 
+// The DOM takes texts as terminated strings: a U+0000 inside one would cut it there, silently.
+// No XML document can hold that character, so such a text is refused instead.
+void refuseNul(const x::DOMElement& element, const ustring& text) {
+  if (text.find(u'\0') != ustring::npos) {
+    throw std::runtime_error(describeNode(element) +
+                             ": the text holds the character U+0000, which XML cannot carry");
+  }
+}
+
 void writeAttribute(x::DOMElement& element, const char16_t* name, const ustring& value) {
+  refuseNul(element, value);
   element.setAttribute(name, value.c_str());
 }
 
@@ -101,6 +113,7 @@ ustring readText(const x::DOMElement& element) {
 
 void writeText(x::DOMElement& element, const ustring& text) {
   if (text.empty()) return;
+  refuseNul(element, text);
   element.appendChild(documentOf(element).createTextNode(text.c_str()));
 }
 
@@ -185,6 +198,7 @@ void writeChildrenToDOM(const ustring& text, x::DOMElement& node, const ustring&
 
 void writeChildrenToDOM(const Opaque& content, x::DOMElement& node, const ustring& namespaceUri) {
   for (const auto& [name, value] : content.attributes) {
+    refuseNul(node, value);
     node.setAttribute(name.c_str(), value.c_str());
   }
   for (const OpaqueNode& child : content.nodes) {

@@ -1,0 +1,282 @@
+// What create accepts, extract re-creates: each tree below is either refused while the package
+// is made, with the identifier of the rule it breaks, or verifies and extracts to itself.
+#include <KzfErrorMatchers.hpp>
+#include <PackageTestSupport.hpp>
+
+#include <kzfpackage/KZFPackage.hpp>
+
+#include <fl/i18n/DeployedException.hpp>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+
+namespace kzftest {
+namespace {
+
+using fl::i18n::ustring;
+using Quorlith::kzfpackage::KZFPackage;
+using Quorlith::kzfpackage::KZFRecordData;
+namespace kzf = Quorlith::kzfpackage;
+
+/// The tree a row builds below `root` and what it hands to the library.
+struct Tree {
+  fs::path root, outside;
+  std::map<ustring, KZFRecordData> list;
+  std::function<void(KZFPackage&)> more;  ///< further calls after the list, if any
+  std::optional<kzf::KZFSettings> settings;
+  std::vector<fs::path> scratch;  ///< made elsewhere by a row, removed afterwards
+
+  ~Tree() {
+    boost::system::error_code ignored;
+    for (const fs::path& path : scratch) fs::remove_all(path, ignored);
+  }
+
+  void file(const std::string& rel, const std::string& content = "data") {
+    writeFile(root / rel, content);
+  }
+  void link(const std::string& rel, const std::string& target) {
+    fs::create_directories((root / rel).parent_path());
+    fs::create_symlink(target, root / rel);
+  }
+  /// Lists `source` (below the root) under the destination `name`.
+  void add(const std::string& source, const ustring& name) {
+    list.insert_or_assign(u(root / source), KZFRecordData(name, false, ""));
+  }
+  /// Lists everything below the root under its own relative name, as a packaging tool does.
+  void addAll() {
+    for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
+      add(it->path().lexically_relative(root).string(),
+          u(it->path().lexically_relative(root)));
+    }
+  }
+};
+
+/// What a link reaches, as a user sees it: a file's content, a folder's place in the tree (or
+/// its mirrored place when it lies outside), or nothing.
+std::string reached(const fs::path& root, const fs::path& link) {
+  boost::system::error_code error;
+  const fs::path real = fs::canonical(link, error);
+  if (error) return "nothing";
+  if (fs::is_regular_file(real)) return "file " + readFile(real);
+  const fs::path inside = real.lexically_relative(fs::canonical(root));
+  if (!inside.empty() && *inside.begin() != "..") return "folder " + inside.string();
+  // A folder outside the tree is carried at its mirrored place below the root (the folder
+  // itself: a package carries a link's target, not what lies below it).
+  return "folder " + real.relative_path().string();
+}
+
+/// One line per entry below `root` (links by what they reach), in name order.
+std::string listing(const fs::path& root) {
+  std::vector<std::string> lines;
+  for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
+    const fs::path& path = it->path();
+    const std::string rel = path.lexically_relative(root).string();
+    const fs::file_status own = fs::symlink_status(path);
+    if (fs::is_symlink(own)) {
+      lines.push_back(rel + " -> " + reached(root, path));
+    } else if (fs::is_directory(own)) {
+      lines.push_back(rel + "/");
+    } else {
+      struct stat status {};
+      ::lstat(path.c_str(), &status);
+      lines.push_back(rel + " " + readFile(path) + " mode " + std::to_string(status.st_mode & 0777) +
+                      " date " + std::to_string(status.st_mtime));
+    }
+  }
+  std::sort(lines.begin(), lines.end());
+  std::string out;
+  for (const std::string& line : lines) out += line + "\n";
+  return out;
+}
+
+struct Example {
+  const char* name;
+  const char* refusal;  ///< the identifier create must raise; null: the tree round-trips
+  std::function<void(Tree&)> build;
+};
+void PrintTo(const Example& row, std::ostream* out) { *out << row.name; }
+
+class CreateExtractPromise : public TempDirTest, public ::testing::WithParamInterface<Example> {};
+
+TEST_P(CreateExtractPromise, RefusedAtCreateOrExtractedEqual) {
+  Tree tree{tmp / "src", tmp / "outside", {}, {}, {}, {}};
+  fs::create_directories(tree.root);
+  fs::create_directories(tree.outside);
+  GetParam().build(tree);
+  if (IsSkipped()) return;
+  const fs::path packagePath = tmp / "p.kzf";
+  try {
+    KZFPackage package(u(packagePath), {});
+    package.open(kzf::Create);
+    package.addFileListToKZF(tree.list);
+    if (tree.more) tree.more(package);
+    if (tree.settings) package.setKZFSettings(*tree.settings);
+    package.close();
+  } catch (const fl::i18n::DeployedException& e) {
+    ASSERT_NE(GetParam().refusal, nullptr) << "refused: " << e.what();
+    EXPECT_EQ(e.identifier(), std::string(GetParam().refusal)) << e.what();
+    EXPECT_FALSE(fs::exists(packagePath)) << "a refused package is not left behind";
+    return;
+  }
+  ASSERT_EQ(GetParam().refusal, nullptr) << "created, though it should be refused";
+  KZFPackage package(u(packagePath), {});
+  package.open(kzf::Read);
+  EXPECT_EQ(package.verify(), std::vector<std::string>());
+  package.extract(u(tmp / "out"));
+  const std::string source = listing(tree.root);
+  const std::string extracted = listing(tmp / "out");
+  // Targets outside the tree come along at their mirrored places: only the tree is compared.
+  for (std::size_t at = 0, end; at < source.size(); at = end + 1) {
+    end = source.find('\n', at);
+    const std::string line = source.substr(at, end - at);
+    EXPECT_NE(extracted.find(line + "\n"), std::string::npos) << "missing or different: " << line
+                                                              << "\nextracted:\n" << extracted;
+  }
+}
+
+/// Sets the modification time of `path` to `seconds`; false when the file system cannot hold it.
+bool dateFile(const fs::path& path, std::time_t seconds) {
+  const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+  struct stat status {};
+  return ::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0 &&
+         ::lstat(path.c_str(), &status) == 0 && status.st_mtime == seconds;
+}
+
+constexpr const char* kEqual = nullptr;
+constexpr const char* kName = "KZFPACKAGE_NAME_NOT_STORABLE";
+constexpr const char* kTaken = "KZFPACKAGE_NAME_TAKEN";
+constexpr const char* kLink = "KZFPACKAGE_LINK_NOT_STORABLE";
+constexpr const char* kValue = "KZFPACKAGE_VALUE_NOT_STORABLE";
+
+const Example kExamples[] = {
+    {"LinkToFolderWithTrailingSlash", kEqual, [](Tree& t) {
+       t.file("sub/f"); t.link("dl", "sub/"); t.addAll();
+     }},
+    {"AbsoluteLinkToOutsideFolderWithTrailingSlash", kEqual, [](Tree& t) {
+       writeFile(t.outside / "data/f", "outside"); t.link("d", (t.outside / "data").string() + "/");
+       t.addAll();
+     }},
+    {"LinksToDotDotDotAndTheRoot", kEqual, [](Tree& t) {
+       t.file("build/x"); t.link("build/Release", ".."); t.link("here", ".");
+       t.link("top", t.root.string()); t.addAll();
+     }},
+    {"TabInALinkName", kName, [](Tree& t) { t.file("f"); t.link("a\tb", "f"); t.addAll(); }},
+    {"NewlineInAFolderName", kName, [](Tree& t) {
+       fs::create_directories(t.root / "a\nb"); t.addAll();
+     }},
+    {"BackslashInAFolderName", kName, [](Tree& t) {
+       fs::create_directories(t.root / "a\\b"); t.addAll();
+     }},
+    {"FolderNamedWithTrailingSlash", kName, [](Tree& t) {
+       fs::create_directories(t.root / "dir"); t.add("dir", u"dir/");
+     }},
+    {"FolderNamedWithLeadingDot", kName, [](Tree& t) {
+       fs::create_directories(t.root / "dir"); t.add("dir", u"./dir");
+     }},
+    {"LinkNamedThroughDotDot", kName, [](Tree& t) {
+       t.file("f"); t.link("l", "f"); t.add("f", u"f"); t.add("l", u"x/../l");
+     }},
+    {"LinkNamedWithDoubleSlash", kName, [](Tree& t) {
+       t.file("f"); t.link("l", "f"); t.add("f", u"f"); t.add("l", u"x//l");
+     }},
+    {"LoopOfTwoLinks", kLink, [](Tree& t) { t.link("a", "b"); t.link("b", "a"); t.addAll(); }},
+    {"LinksDifferingOnlyInCase", kEqual, [](Tree& t) {
+       t.file("doc/text", "text"); t.link("doc/README", "text"); t.link("doc/readme", "text");
+       t.file("doc/Text", "other"); t.addAll();
+     }},
+    {"LinkToSiblingNamedLikeTheRoot", kEqual, [](Tree& t) {
+       writeFile(t.root.string() + "-data/x", "sibling"); t.link("l", t.root.string() + "-data/x");
+       t.addAll();
+     }},
+    {"DotDotAfterAFolderLink", kEqual, [](Tree& t) {
+       t.file("real/inner/d-placeholder"); t.file("real/x", "beside the folder's target");
+       t.file("ex/x", "beside the link"); t.link("ex/d", "../real/inner"); t.link("l", "ex/d/../x");
+       t.addAll();
+     }},
+    {"ChainLeavingTheTreeAndComingBack", kEqual, [](Tree& t) {
+       t.file("alternatives/rmt", "the real rmt"); t.link("rmt", (t.outside / "sbin/rmt").string());
+       fs::create_directories(t.outside / "sbin");
+       fs::create_symlink(t.root / "alternatives/rmt", t.outside / "sbin/rmt"); t.addAll();
+     }},
+    {"FileAndFolderWhosePartNamesNestByCase", kEqual, [](Tree& t) {
+       t.file("x", "file x"); t.file("X/y", "file X/y"); t.addAll();
+     }},
+    {"LinkAndFileForOneDestination", kTaken, [](Tree& t) {
+       t.file("libv.so.1.2", "library"); t.link("libv.so.1", "libv.so.1.2");
+       t.file("other", "another file"); t.add("libv.so.1.2", u"lib/libv.so.1.2");
+       t.add("libv.so.1", u"lib/libv.so.1"); t.add("other", u"lib/libv.so.1");
+     }},
+    {"TwoFilesForOneDestination", kTaken, [](Tree& t) {
+       t.file("a", "first"); t.file("b", "second"); t.add("a", u"f"); t.add("b", u"f");
+     }},
+    {"FileUnderAFileName", kTaken, [](Tree& t) {
+       t.file("a", "first"); t.file("b", "second"); t.add("a", u"f"); t.add("b", u"f/g");
+     }},
+    {"DateBeforeTheYear1400", kValue, [](Tree& t) {
+       // 1200-01-01, which ext4 cannot hold but tmpfs can.
+       const fs::path old = fs::unique_path("/dev/shm/kzftest-old-%%%%%%%%"); writeFile(old, "old");
+       t.scratch.push_back(old);
+       if (!dateFile(old, -24298790400LL)) GTEST_SKIP() << "no file system here holds 1200";
+       t.list.emplace(u(old), KZFRecordData(u"old", false, ""));
+     }},
+    {"LinkTextNotValidInTheEncoding", kValue, [](Tree& t) {
+       t.file("f"); t.link("l", "f\xff"); t.addAll();
+     }},
+    {"SettingsTextHoldingNul", kValue, [](Tree& t) {
+       t.file("f"); t.addAll();
+       t.settings.emplace().sessionKey = kzf::KZFByteArray(std::string("key\0material", 12));
+     }},
+    {"EveryShapeOfLinkWithModesAndDates", kEqual, [](Tree& t) {
+       t.file("lib/libfoo.so.1", "foo"); t.link("lib/libfoo.so", "libfoo.so.1");
+       t.file("bin/tool", "#!/bin/sh\n"); fs::permissions(t.root / "bin/tool", fs::perms(0755));
+       dateFile(t.root / "bin/tool", 2147483000);
+       t.link("lib/x/tool-link", (t.root / "bin/tool").string()); t.link("lib/chain", "libfoo.so");
+       writeFile(t.outside / "ext.txt", "outside the tree"); t.link("up", "../outside/ext.txt");
+       t.file("data/samples/f.mat", "samples"); t.link("examples/data", "../data/samples");
+       t.link("other/l", "../examples/data/f.mat"); t.file("100% sure#1 caf\xc3\xa9.txt", "");
+       t.addAll();
+     }},
+    {"TreeReachedThroughALinkedRoot", kEqual, [](Tree& t) {
+       t.file("lib/libfoo.so.1", "foo"); t.link("lib/libfoo.so", "libfoo.so.1");
+       fs::create_symlink(t.root, t.outside / "linked");
+       for (const char* name : {"lib", "lib/libfoo.so.1", "lib/libfoo.so"}) {
+         t.list.emplace(u(t.outside / "linked" / name), KZFRecordData(u(name), false, ""));
+       }
+     }},
+    {"DanglingLinkThroughTheLibrary", kLink, [](Tree& t) {
+       t.link("dangling", "missing.txt"); t.addAll();
+     }},
+    {"LinkTargetPlaceTakenByAnotherFile", "KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE", [](Tree& t) {
+       writeFile(t.outside / "x.txt", "linked"); t.file("other.txt", "another file");
+       t.link("l", (t.outside / "x.txt").string()); t.add("l", u"l");
+       t.add("other.txt", u((t.outside / "x.txt").relative_path()));
+     }},
+    {"LinkTargetPlaceTakenByAnotherLink", "KZFPACKAGE_ERROR_HANDLE_SYMLINK_FILE", [](Tree& t) {
+       fs::create_symlink("somewhere-else", t.outside / "lnk"); t.file("other.txt", "another file");
+       t.link("l", (t.outside / "lnk").string()); t.add("l", u"l");
+       t.add("other.txt", u((t.outside / "lnk").relative_path()));
+     }},
+    {"LinkToALoopOutsideTheTree", kLink, [](Tree& t) {
+       fs::create_symlink("oloop", t.outside / "oloop"); t.link("l", "../outside/oloop");
+       t.link("sub/deeper/m", (t.outside / "oloop").string()); t.addAll();
+     }},
+    {"SameSourceAddedAgainAfterItChanged", kEqual, [](Tree& t) {
+       t.file("tool", "#!/bin/sh\n"); fs::permissions(t.root / "tool", fs::perms(0644));
+       t.add("tool", u"bin/tool");
+       t.more = [&t](KZFPackage& package) {
+         fs::permissions(t.root / "tool", fs::perms(0755));
+         dateFile(t.root / "tool", 1500000000);
+         package.addFileToKZF(u(t.root / "tool"), u"tool", "", {});
+       };
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Examples, CreateExtractPromise, ::testing::ValuesIn(kExamples),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
+}  // namespace kzftest
