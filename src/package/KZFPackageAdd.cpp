@@ -354,8 +354,7 @@ void KZFPackage::addEntryToExtractionManager(const ustring& source, const ustrin
 
 void KZFPackage::serializeExtractionManager() {
   throwIfNotCreate();
-  // Written even without entries: extraction refuses a package without a file manifest, and
-  // an empty folder must pack to a package that extracts to an empty folder.
+  if (extractionManager->empty()) return;
   verbose << "Serialize extraction manager into KZF package. Number of entries= "
           << extractionManager->size() << std::endl;
   opc::model::Part part = storage->package.createPart(

@@ -90,6 +90,12 @@ TEST_F(AddFilesTest, TransformedCodeIsStoredTransformedAsEncipheredCode) {
   EXPECT_EQ(part.getContentType().toString(), KZFPackage::VELLMORENCRYPTEDCODE_CONTENTTYPE);
 }
 
+TEST_F(AddFilesTest, EmptyManifestWritesNoFileManifest) {
+  pack({});
+  OpcReader reader(packagePath());
+  EXPECT_FALSE(reader.hasPart(u"/.META/filemanifest.xml"));
+}
+
 TEST_F(AddFilesTest, SourcesThatCannotBeStoredReportTheirIdentifiers) {
   KZFPackage package(u(packagePath()), ReversingReaderHandle::factory());
   package.open(kzf::Create);

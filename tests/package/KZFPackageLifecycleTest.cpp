@@ -43,14 +43,13 @@ TEST_F(KZFPackageLifecycleTest, CloseOnANeverOpenedPackageDoesNothing) {
   EXPECT_FALSE(fs::exists(packagePath()));
 }
 
-// The file manifest is there even without entries: the package extracts to an empty folder.
-TEST_F(KZFPackageLifecycleTest, EmptyCreatedPackageIsAValidZipWithOnlyTheFileManifest) {
+TEST_F(KZFPackageLifecycleTest, EmptyCreatedPackageIsAValidZipWithoutManifests) {
   writeEmptyPackage(packagePath());
   expectValidZip(packagePath());
   OpcReader reader(packagePath());
-  EXPECT_TRUE(reader.hasPart(u"/.META/filemanifest.xml"));
+  EXPECT_FALSE(reader.hasPart(u"/.META/filemanifest.xml"));
   EXPECT_FALSE(reader.hasPart(u"/.META/manifest.xml"));
-  EXPECT_EQ(reader.package().getParts().size(), 1u);
+  EXPECT_TRUE(reader.package().getParts().empty());
   EXPECT_EQ(folderListing(), std::vector<std::string>{"app.kzf"});
 }
 

@@ -456,6 +456,9 @@ std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>&
   } catch (const std::runtime_error&) {
     return {};  // a name the API's text type cannot hold is no case for the library
   }
+  // An empty tree makes a package without a file manifest, which is no KZF package to extract;
+  // the tool refuses to write one (below).
+  if (list.empty()) return {};
   // The library reads a backslash in a file's destination as a separator, by design; the tool
   // refuses such names, and the tool's half of the round trip covers them.
   for (const auto& entry : list) {
@@ -496,6 +499,10 @@ std::string packWithTool(const fs::path& dir, const std::vector<std::string>& na
   const KzfRun create = runKzf(dir, {"create", "tool.kzf", "src/app"}, environment);
   if (create.status == 1) {
     refused = true;
+    if (fs::is_empty(dir / "src/app") &&
+        create.err.find("[KZF_NOTHING_TO_STORE]") != std::string::npos) {
+      return {};
+    }
     std::string problem = checkRefusal(create.err, dir / "tool.kzf", names);
     if (std::count(create.err.begin(), create.err.end(), '\n') != 1 || create.err.back() != '\n' ||
         create.err.find("[KZF_SYSTEM_ERROR]") != std::string::npos) {
@@ -596,7 +603,7 @@ Node link(const std::string& rel, const std::string& target) {
 INSTANTIATE_TEST_SUITE_P(
     Regression, RoundTripProperty,
     ::testing::Values(
-        Case{"EmptyFolderHasAFileManifest", 0, {}},
+        Case{"EmptyFolderIsRefusedByTheTool", 0, {}},
         Case{"NameNotTextInTheLocaleIsRefusedNamingIt", 0, {file("a\xff")}},
         Case{"NewlineInADanglingLinkNameStaysOneLine", 0, {link("a\nb", "missing")}},
         Case{"LinkToItsOwnFolderIsDot", 0, {folder("d"), link("d/l", "../d")}},
