@@ -2,7 +2,8 @@
 """Writes zip archives the way other zip tools write them, into OUTPUT_FOLDER: items with data
 descriptors (written to a stream that cannot seek), Zip64 records on few items, extra fields
 the reader does not know, archive comments, an empty archive. They seed the zip fuzzer, and
-the tests read every one back.
+the tests read every one back. With --rewrite IN OUT it copies the archive IN to OUT item by item
+the same way (data descriptors, Zip64 blocks, unknown extra fields, a comment).
 
 Every item's content is a function of its name (see content()), so a reader checks them
 without a second listing; a name ending in "/" is an empty folder item."""
@@ -85,9 +86,26 @@ SAMPLES = {
 }
 
 
+def rewrite(source, target):
+    sink = Unseekable()
+    with zipfile.ZipFile(source) as old, zipfile.ZipFile(sink, "w") as new:
+        for item in old.infolist():
+            info = zipfile.ZipInfo(item.filename, date_time=item.date_time)
+            info.compress_type = item.compress_type
+            info.external_attr = item.external_attr
+            info.extra = UNKNOWN_EXTRA
+            with new.open(info, "w", force_zip64=True) as out:
+                out.write(old.read(item))
+        new.comment = b"rewritten by another tool"
+    Path(target).write_bytes(bytes(sink.data))
+
+
 def main():
+    if len(sys.argv) == 4 and sys.argv[1] == "--rewrite":
+        rewrite(sys.argv[2], sys.argv[3])
+        return
     if len(sys.argv) != 2:
-        sys.exit("usage: make_zip_samples.py OUTPUT_FOLDER")
+        sys.exit("usage: make_zip_samples.py OUTPUT_FOLDER | --rewrite IN OUT")
     out = Path(sys.argv[1])
     out.mkdir(parents=True, exist_ok=True)
     for name, make in SAMPLES.items():
