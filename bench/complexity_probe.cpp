@@ -8,8 +8,8 @@
 #include <boost/filesystem.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <cmath>
-#include <ctime>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -37,7 +37,8 @@ ustring u(const std::string& text) { return fl::i18n::to_ustring(text); }
 kzf::KZFSettings settingsWithPaths(std::size_t n) {
   kzf::KZFSettings settings;
   settings.componentName = u"hostile";
-  for (std::size_t i = 0; i < n; ++i) settings.velmorPath.push_back(u("/app/dir" + std::to_string(i)));
+  for (std::size_t i = 0; i < n; ++i)
+    settings.velmorPath.push_back(u("/app/dir" + std::to_string(i)));
   return settings;
 }
 

@@ -122,8 +122,7 @@ void readOptions(const Element<List>& list, std::vector<ustring>& options) {
 }
 
 // Name, inputs and outputs of the declared function `id`; the location stays as it is.
-void readFunction(const Declarations& declarations, const ustring& id,
-                  VelmorFunction& function) {
+void readFunction(const Declarations& declarations, const ustring& id, VelmorFunction& function) {
   const auto& declared = resolve(declarations.functions, id).children;
   function.name = declared.name.children;
   for (const auto& param : declared.inputs.children) {
@@ -229,8 +228,7 @@ void fillSettingsFromTree(const Element<manifest>& tree, KZFSettings& settings) 
   readOptions(first.runtime_options, settings.runtimeOptions);
   readOptions(rest.warning_state, settings.warningState);
 
-  settings.prefdir =
-      resolve(declared.directories, rest.prefdir.attributes.ref).attributes.path;
+  settings.prefdir = resolve(declared.directories, rest.prefdir.attributes.ref).attributes.path;
 
   if (!rest.init_start_msg.empty()) {
     // Deliberately for the start message only: one that is present but empty reads as a

@@ -48,19 +48,19 @@ TEST_P(ZipForeignArchiveTest, EveryItemReadsBack) {
   EXPECT_EQ(readPackage(samples_->path() / sample), expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    WrittenByPython, ZipForeignArchiveTest,
-    ::testing::Values("data-descriptors.zip", "data-descriptors-stored.zip",
-                      "data-descriptors-zip64.zip", "zip64-items.zip",
-                      "zip64-end-records-few-items.zip", "unknown-extra-fields.zip",
-                      "archive-comment.zip", "empty-archive.zip", "empty-archive-with-comment.zip"),
-    [](const ::testing::TestParamInfo<const char*>& row) {
-      std::string name = row.param;
-      for (char& c : name) {
-        if (c == '-' || c == '.') c = '_';
-      }
-      return name;
-    });
+INSTANTIATE_TEST_SUITE_P(WrittenByPython, ZipForeignArchiveTest,
+                         ::testing::Values("data-descriptors.zip", "data-descriptors-stored.zip",
+                                           "data-descriptors-zip64.zip", "zip64-items.zip",
+                                           "zip64-end-records-few-items.zip",
+                                           "unknown-extra-fields.zip", "archive-comment.zip",
+                                           "empty-archive.zip", "empty-archive-with-comment.zip"),
+                         [](const ::testing::TestParamInfo<const char*>& row) {
+                           std::string name = row.param;
+                           for (char& c : name) {
+                             if (c == '-' || c == '.') c = '_';
+                           }
+                           return name;
+                         });
 
 }  // namespace
 }  // namespace kzftest

@@ -33,7 +33,8 @@ TEST(ForeignZipPackageTest, RewrittenByPythonExtractsAsPacked) {
     out.close();
   }
   auto rewritten = kzftest::detail::runCommand(
-      "python3 " + kzftest::detail::shellQuote(KZF_TEST_SOURCE_DIR "/../../fuzz/make_zip_samples.py") +
+      "python3 " +
+      kzftest::detail::shellQuote(KZF_TEST_SOURCE_DIR "/../../fuzz/make_zip_samples.py") +
       " --rewrite " + kzftest::detail::shellQuote((tmp / "own.kzf").string()) + " " +
       kzftest::detail::shellQuote((tmp / "foreign.kzf").string()));
   ASSERT_EQ(rewritten.exitCode, 0) << rewritten.output;
