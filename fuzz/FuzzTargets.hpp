@@ -19,8 +19,11 @@
 #include <kzfpackage/KZFSettingsSerializer.hpp>
 #include <opc/Stream.hpp>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 #include <xsd_binder/MalformedDocumentError.hpp>
+#include <zippackage/ZipReader.hpp>
 
 namespace kzffuzz {
 
@@ -101,6 +104,30 @@ inline void openAndExtractPackage(const std::uint8_t* data, std::size_t size) {
   }
   workspace.expectNothingOutsideTheRoot();
   workspace.removeRoot();
+}
+
+/// Writes `data` as a file, opens it with the zip reader alone and reads every item to its end,
+/// which checks its size and CRC-32. A std::runtime_error naming the file is the expected
+/// refusal, raised by opening the archive or by any one item.
+inline void readZipArchive(const std::uint8_t* data, std::size_t size) {
+  static const Workspace workspace;
+  {
+    fs::ofstream out(workspace.package(), std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  }
+  std::vector<char> buffer(64 * 1024);
+  try {
+    opc::zippackage::ZipReader reader(workspace.package().string());
+    for (std::size_t i = 0; i < reader.items().size(); ++i) {
+      try {
+        std::unique_ptr<opc::InputStream> item = reader.openItemAt(i);
+        while (!item->isEOF()) item->read(buffer.data(), buffer.size());
+      } catch (const std::runtime_error&) {
+      }
+    }
+    reader.close();
+  } catch (const std::runtime_error&) {
+  }
 }
 
 /// Loads `data` as a file manifest into an extraction manager. A DeployedException is the

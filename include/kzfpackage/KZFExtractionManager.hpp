@@ -33,6 +33,12 @@ class KZF_EXPORT KZFExtractionManager {
   /// Copies of all entries in ascending key order (not the order they were added in).
   std::vector<KZFFileEntry> getEntries() const;
 
+  /// Calls `visit` with each entry in ascending key order, without copying any.
+  template <typename Visit>
+  void forEachEntry(Visit&& visit) const {
+    for (const auto& keyed : entries_) visit(keyed.second);
+  }
+
   /// The number of entries.
   std::size_t size() const;
   /// True when the manager holds no entry.

@@ -317,18 +317,24 @@ struct Attributes<kzf_manifest::manifest::configuration> {
 
 namespace kzf_manifest {
 
+/// The element's "id" (the four id-bearing kinds).
+inline const ustring& id_of(const Element<manifest::configuration>& e) { return e.attributes.id; }
+inline const ustring& id_of(const Element<manifest::file>& e) { return e.attributes.id; }
+inline const ustring& id_of(const Element<manifest::directory>& e) { return e.attributes.id; }
+inline const ustring& id_of(const Element<manifest::function>& e) { return e.attributes.id; }
+
 /// True when the element's "id" is `id` (the four id-bearing kinds).
 inline bool id_matches(const Element<manifest::configuration>& e, const ustring& id) {
-  return e.attributes.id == id;
+  return id_of(e) == id;
 }
 inline bool id_matches(const Element<manifest::file>& e, const ustring& id) {
-  return e.attributes.id == id;
+  return id_of(e) == id;
 }
 inline bool id_matches(const Element<manifest::directory>& e, const ustring& id) {
-  return e.attributes.id == id;
+  return id_of(e) == id;
 }
 inline bool id_matches(const Element<manifest::function>& e, const ustring& id) {
-  return e.attributes.id == id;
+  return id_of(e) == id;
 }
 
 /// Calls `visit` on each top-level child of `root`, in document order, with the child's own

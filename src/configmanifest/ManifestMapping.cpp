@@ -42,10 +42,20 @@ std::string describe(const ustring& text) {
       kzf::kzfpackage::KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES(reason));
 }
 
-// The top-level declaration of kind K that `id` names.
+// The manifest's top-level declarations by kind and id, indexed once per document.
+struct Declarations {
+  explicit Declarations(const Element<manifest>& tree)
+      : configurations(tree), directories(tree), functions(tree) {}
+
+  xsd_binder::ElementIndex<configuration> configurations;
+  xsd_binder::ElementIndex<manifest::directory> directories;
+  xsd_binder::ElementIndex<manifest::function> functions;
+};
+
+// The declaration that `id` names in `index`.
 template <typename K>
-const Element<K>& resolve(const Element<manifest>& tree, const ustring& id) {
-  const Element<K>* found = xsd_binder::findElementByTypeAndId<K>(tree, id);
+const Element<K>& resolve(const xsd_binder::ElementIndex<K>& index, const ustring& id) {
+  const Element<K>* found = index.find(id);
   if (found == nullptr) {
     throwInconsistent("the manifest declares no \"" + describe(K::tag) + "\" with the id \"" +
                       describe(id) + "\"");
@@ -99,10 +109,10 @@ void addOptions(const std::vector<ustring>& options, Element<List>& list) {
 }
 
 template <typename List>
-void readPaths(const Element<manifest>& tree, const Element<List>& list,
+void readPaths(const Declarations& declared, const Element<List>& list,
                std::vector<ustring>& paths) {
   for (const auto& item : list.children) {
-    paths.push_back(resolve<manifest::directory>(tree, item.attributes.ref).attributes.path);
+    paths.push_back(resolve(declared.directories, item.attributes.ref).attributes.path);
   }
 }
 
@@ -112,8 +122,8 @@ void readOptions(const Element<List>& list, std::vector<ustring>& options) {
 }
 
 // Name, inputs and outputs of the declared function `id`; the location stays as it is.
-void readFunction(const Element<manifest>& tree, const ustring& id, VelmorFunction& function) {
-  const auto& declared = resolve<manifest::function>(tree, id).children;
+void readFunction(const Declarations& declarations, const ustring& id, VelmorFunction& function) {
+  const auto& declared = resolve(declarations.functions, id).children;
   function.name = declared.name.children;
   for (const auto& param : declared.inputs.children) {
     function.inputs.push_back(param.attributes.name);
@@ -185,7 +195,8 @@ Element<manifest> buildManifestTree(const KZFSettings& settings) {
 
 void fillSettingsFromTree(const Element<manifest>& tree, KZFSettings& settings) {
   const auto& root = tree.attributes;
-  const Element<configuration>& config = resolve<configuration>(tree, root.default_config);
+  const Declarations declared(tree);
+  const Element<configuration>& config = resolve(declared.configurations, root.default_config);
 
   settings.uuid = root.uuid;
   settings.componentName = root.component_name;
@@ -201,24 +212,23 @@ void fillSettingsFromTree(const Element<manifest>& tree, KZFSettings& settings) 
   settings.sessionKey = keyBytes(first.session_key.children);
 
   if (!rest.main_function.empty()) {
-    readFunction(tree, rest.main_function.front().attributes.ref, settings.mainFunction);
+    readFunction(declared, rest.main_function.front().attributes.ref, settings.mainFunction);
   }
   for (const auto& reference : rest.public_functions.children) {
     VelmorFunction function;
-    readFunction(tree, reference.attributes.ref, function);
+    readFunction(declared, reference.attributes.ref, function);
     settings.publicFunctions.push_back(std::move(function));
   }
 
-  readPaths(tree, first.velmor_path, settings.velmorPath);
-  readPaths(tree, first.java_class_path, settings.javaClassPath);
-  readPaths(tree, first.library_path, settings.libraryPath);
+  readPaths(declared, first.velmor_path, settings.velmorPath);
+  readPaths(declared, first.java_class_path, settings.javaClassPath);
+  readPaths(declared, first.library_path, settings.libraryPath);
 
   readOptions(first.application_options, settings.applicationOptions);
   readOptions(first.runtime_options, settings.runtimeOptions);
   readOptions(rest.warning_state, settings.warningState);
 
-  settings.prefdir =
-      resolve<manifest::directory>(tree, rest.prefdir.attributes.ref).attributes.path;
+  settings.prefdir = resolve(declared.directories, rest.prefdir.attributes.ref).attributes.path;
 
   if (!rest.init_start_msg.empty()) {
     // Deliberately for the start message only: one that is present but empty reads as a

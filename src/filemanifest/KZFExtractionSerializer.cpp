@@ -310,16 +310,17 @@ KZFExtractionSerializer::~KZFExtractionSerializer() = default;
 
 void KZFExtractionSerializer::save(opc::OutputStream& out,
                                    const KZFExtractionManager& manager) const {
-  const std::vector<KZFFileEntry> entries = manager.getEntries();
-  // Everything that can refuse the manifest is checked before the first byte is written.
+  // Everything that can refuse the manifest is checked before the first byte is written. The
+  // entries are read where the manager keeps them: a copy of them all would be the largest
+  // thing a big package holds while it closes.
   bool writable = true;
-  for (const KZFFileEntry& entry : entries) {
+  manager.forEachEntry([&writable](const KZFFileEntry& entry) {
     if (filemanifest::entryTypeWord(entry.getType()) == nullptr) {
       throw DeployedException(
           kzf::kzfpackage::KZFPACKAGE_FILE_TYPE_UNSUPPORTED(fl::i18n::to_string(entry.getName())));
     }
     writable = writable && isWritable(entry.getName()) && isWritable(entry.getContent());
-  }
+  });
   if (!writable) throwUnwritable();
 
   // The namespace declaration first, then the attributes in the order of their names, as the
@@ -333,13 +334,13 @@ void KZFExtractionSerializer::save(opc::OutputStream& out,
   writer.text("\"");
   writer.attribute(ENCODING_ATTRIBUTE, localeEncodingName());
   writer.attribute(PLATFORM_ATTRIBUTE, platformTag());
-  if (entries.empty()) {
+  if (manager.empty()) {
     writer.text("/>");
     writer.finish();
     return;
   }
   writer.text(">");
-  for (const KZFFileEntry& entry : entries) {
+  manager.forEachEntry([&writer](const KZFFileEntry& entry) {
     writer.text("<");
     writer.text(FILEENTRY_ELEMENT);
     writer.attribute(CONTENT_ATTRIBUTE, entry.getContent());
@@ -355,7 +356,7 @@ void KZFExtractionSerializer::save(opc::OutputStream& out,
     writer.attribute(TYPE_ATTRIBUTE, filemanifest::entryTypeWord(entry.getType()));
     writer.text("/>");
     writer.flushIfFull();
-  }
+  });
   writer.text("</");
   writer.text(FILEENTRIES_ELEMENT);
   writer.text(">");

@@ -64,10 +64,11 @@ std::vector<std::string> split(std::string_view text) {
   }
 }
 
-std::string join(const std::vector<std::string>& parts, std::size_t count) {
+/// Components `first` to `count` - 1 joined by "/".
+std::string join(const std::vector<std::string>& parts, std::size_t count, std::size_t first = 0) {
   std::string out;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (i != 0) out += '/';
+  for (std::size_t i = first; i < count; ++i) {
+    if (i != first) out += '/';
     out += parts[i];
   }
   return out;
@@ -148,7 +149,21 @@ void checkLinkTarget(const EntryPath& link, const std::string& target,
   if (!target.empty() && target.front() == '/') {
     refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" is absolute");
   }
-  std::vector<std::string> place(link.components.begin(), link.components.end() - 1);
+  // Where the walk stands, as text ("a/b"), with where each component begins: stepping in or
+  // out costs the component's length, never a rejoin of the whole place, so a deep target
+  // costs its length rather than its length squared.
+  std::string place;
+  std::vector<std::size_t> starts;
+  auto enter = [&place, &starts](const std::string& component) {
+    starts.push_back(place.size());
+    if (!place.empty()) place += '/';
+    place += component;
+  };
+  auto leave = [&place, &starts] {
+    place.resize(starts.back());
+    starts.pop_back();
+  };
+  for (std::size_t i = 0; i + 1 < link.components.size(); ++i) enter(link.components[i]);
   std::deque<std::string> pending;
   for (std::string& part : split(target)) pending.push_back(std::move(part));
   int expansions = 0;
@@ -157,19 +172,24 @@ void checkLinkTarget(const EntryPath& link, const std::string& target,
     pending.pop_front();
     if (component.empty() || component == ".") continue;
     if (component == "..") {
-      if (place.empty()) {
-        refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" climbs out of the extraction root");
+      if (starts.empty()) {
+        refuseEntry(shown, Rule::Link,
+                    "the link target \"" + target + "\" climbs out of the extraction root");
       }
-      place.pop_back();
+      leave();
       continue;
     }
-    place.push_back(component);
-    const auto through = links.find(join(place, place.size()));
+    // The last component is not followed: a link it names is an entry of its own, whose
+    // target is checked in turn. Following it would refuse a long chain of links to links,
+    // which the kernel makes without complaint and a package may carry.
+    if (pending.empty()) break;
+    enter(component);
+    const auto through = links.find(place);
     if (through == links.end()) continue;
     if (++expansions > kMaxLinkExpansions) {
       refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" leads through a loop of links");
     }
-    place.pop_back();
+    leave();
     const std::string& next = through->second;
     if (!next.empty() && next.front() == '/') {
       refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" passes through the link \"" +
@@ -279,23 +299,26 @@ UniqueFd BeneathRoot::openExisting(int folder, const std::string& relative, int&
 }
 
 UniqueFd BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
-                                 const std::string& entry) const {
-  if (count == 0) {
-    UniqueFd copy(::fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0));
+                                 const std::string& entry, const UniqueFd* from,
+                                 std::size_t fromCount) const {
+  const int start = from != nullptr ? from->get() : fd_.get();
+  if (from == nullptr) fromCount = 0;
+  if (count == fromCount) {
+    UniqueFd copy(::fcntl(start, F_DUPFD_CLOEXEC, 0));
     if (copy.get() < 0)
       refuseEntry(entry, "cannot reach the extraction root: " + std::string(std::strerror(errno)));
     return copy;
   }
   // The whole path first: in the common case every level exists already.
   int error = 0;
-  UniqueFd whole = openExisting(fd_.get(), join(place.components, count), error);
+  UniqueFd whole = openExisting(start, join(place.components, count, fromCount), error);
   if (whole.get() >= 0) return whole;
   if (error != ENOENT) {
     refuseEntry(entry,
                 "the folder \"" + join(place.components, count) + "\" " + folderProblem(error));
   }
-  UniqueFd current = openFolder(place, 0, entry);
-  for (std::size_t i = 0; i < count; ++i) {
+  UniqueFd current = openFolder(place, fromCount, entry, from, fromCount);
+  for (std::size_t i = fromCount; i < count; ++i) {
     const std::string& component = place.components[i];
     UniqueFd next = openExisting(current.get(), component, error);
     if (next.get() < 0 && error == ENOENT) {
@@ -319,11 +342,15 @@ UniqueFd BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
 const UniqueFd& HeldFolder::reach(const BeneathRoot& root, const EntryPath& place,
                                   std::size_t count, const std::string& entry) {
   const auto first = place.components.begin();
-  if (fd_.get() < 0 || components_.size() != count ||
-      !std::equal(components_.begin(), components_.end(), first)) {
-    fd_ = root.openFolder(place, count, entry);
-    components_.assign(first, first + static_cast<std::ptrdiff_t>(count));
-  }
+  const bool heldIsPrefix = fd_.get() >= 0 && components_.size() <= count &&
+                            std::equal(components_.begin(), components_.end(), first);
+  if (heldIsPrefix && components_.size() == count) return fd_;
+  // A folder below the held one is reached from it: a chain of nested folders, which name
+  // order brings one after another, then costs one step per level instead of a walk from the
+  // root per level.
+  fd_ = heldIsPrefix ? root.openFolder(place, count, entry, &fd_, components_.size())
+                     : root.openFolder(place, count, entry);
+  components_.assign(first, first + static_cast<std::ptrdiff_t>(count));
   return fd_;
 }
 

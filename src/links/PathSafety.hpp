@@ -64,9 +64,10 @@ EntryPath checkEntryName(const fl::i18n::ustring& name);
 
 /// Throws std::runtime_error naming the link when `target`, read from the link's own folder,
 /// is absolute or climbs out of the root. `links` maps the relative path of every link the
-/// package will create to its target: a component that names one of them is followed, as the
-/// kernel would follow it, so that chains ("cur" -> ".", "par" -> "cur/..") are judged by where
-/// they really lead.
+/// package will create to its target: a folder component (any but the last) that names one of
+/// them is followed, as the kernel would follow it, so that chains ("cur" -> ".", "par" ->
+/// "cur/..") are judged by where they really lead. The last component is not followed: a link
+/// there is judged as an entry of its own. Costs the target's length plus the links followed.
 void checkLinkTarget(const EntryPath& link, const std::string& target,
                      const std::map<std::string, std::string>& links);
 
@@ -126,8 +127,10 @@ class BeneathRoot {
 
   /// Opens the folder made of the first `count` components of `place`, creating missing levels
   /// with mkdirat. An existing name is accepted only when it is a real folder. Errors name
-  /// `entry`.
-  UniqueFd openFolder(const EntryPath& place, std::size_t count, const std::string& entry) const;
+  /// `entry`. With `from`, an open folder of the first `fromCount` components (itself reached
+  /// through this object), only the levels below it are resolved, from it.
+  UniqueFd openFolder(const EntryPath& place, std::size_t count, const std::string& entry,
+                      const UniqueFd* from = nullptr, std::size_t fromCount = 0) const;
 
  private:
   UniqueFd openExisting(int folder, const std::string& relative, int& error) const;

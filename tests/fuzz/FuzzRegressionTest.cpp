@@ -18,7 +18,7 @@ namespace {
 namespace fs = boost::filesystem;
 
 struct Regression {
-  std::string kind;  // the target's folder: package, filemanifest or configmanifest
+  std::string kind;  // the target's folder: package, zip, filemanifest or configmanifest
   fs::path input;
 };
 
@@ -26,7 +26,7 @@ void PrintTo(const Regression& regression, std::ostream* out) { *out << regressi
 
 std::vector<Regression> regressions() {
   std::vector<Regression> found;
-  for (const char* kind : {"package", "filemanifest", "configmanifest"}) {
+  for (const char* kind : {"package", "zip", "filemanifest", "configmanifest"}) {
     fs::path folder = fs::path(KZF_FUZZ_REGRESSIONS) / kind;
     if (!fs::is_directory(folder)) continue;
     for (fs::directory_iterator it(folder), end; it != end; ++it) {
@@ -42,6 +42,7 @@ using EntryPoint = std::function<void(const std::uint8_t*, std::size_t)>;
 
 EntryPoint entryPointFor(const std::string& kind) {
   if (kind == "package") return kzffuzz::openAndExtractPackage;
+  if (kind == "zip") return kzffuzz::readZipArchive;
   if (kind == "filemanifest") return kzffuzz::loadFileManifest;
   return kzffuzz::loadConfigManifest;
 }

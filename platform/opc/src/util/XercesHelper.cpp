@@ -321,6 +321,10 @@ class HardenedParser final : private ParserDefences, public x::DOMLSParserImpl {
     if (depth >= depthLimit) {
       refuse("elements nested deeper than " + std::to_string(depthLimit) + " levels");
     }
+    if (attrCount > XercesHelper::kMaxAttributesPerElement) {
+      refuse("an element with more than " + std::to_string(XercesHelper::kMaxAttributesPerElement) +
+             " attributes");
+    }
     ++depth;
     // An empty element is closed through endElement from inside this call.
     x::DOMLSParserImpl::startElement(elemDecl, urlId, elemPrefix, attrList, attrCount, isEmpty,

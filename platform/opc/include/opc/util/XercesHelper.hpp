@@ -134,6 +134,11 @@ class OPC_API XercesHelper {
   static constexpr std::uint64_t kDefaultMaxDocumentSize = 32u * 1024u * 1024u;
   /// Default cap on how deeply elements may nest; the root element is level 1.
   static constexpr std::size_t kDefaultMaxElementDepth = 256;
+  /// Cap on the attributes (namespace declarations included) of one element in a document
+  /// parser's tree. The tree adds each attribute after searching the element's others, so an
+  /// element of n attributes costs n squared; at this cap an attribute costs about what its
+  /// bytes cost to scan. No document the project reads comes near it.
+  static constexpr std::size_t kMaxAttributesPerElement = 128;
 
   /// The factory of every XML parser of the project. Documents come from outside, so the
   /// parser refuses a DOCTYPE outright (hence every entity declaration and external DTD),
@@ -144,7 +149,8 @@ class OPC_API XercesHelper {
   /// limit, stops reading any input after `maxDocumentSize` bytes and stops at the first
   /// element nested deeper than `maxElementDepth` levels (the parser resolves each start tag's
   /// namespace by walking every open element, so unbounded nesting costs time quadratic in the
-  /// depth, and a tree walk over the document costs stack). Namespaces are on;
+  /// depth, and a tree walk over the document costs stack) and at the first element of more
+  /// than kMaxAttributesPerElement attributes. Namespaces are on;
   /// validation is off until the caller or readDocumentFromStream switches it on. Each
   /// refusal is an opc::model::InvalidXMLDocument naming the document and the reason.
   ///
