@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "SettingsTestSupport.hpp"
+#include "SettingsFixture.hpp"
 
 namespace {
 
@@ -15,7 +15,7 @@ using fl::i18n::ustring;
 TEST(ReferenceIndexTest, EachKindResolvesToItsFirstDeclarationOfTheId) {
   // "X" names two directories, a function and the configuration; "P" names a directory only
   // after a function of that id.
-  const kzftest::KZFSettings s = kzftest::loadFromString(R"(<?xml version="1.0"?>
+  const Quorlith::kzfpackage::KZFSettings s = kzftest::loadFromString(R"(<?xml version="1.0"?>
 <manifest default-config="X" signature="" uuid="u" component-name="c" vrt-major-version="8"
     vrt-minor-version="0" vrt-release-version="1" need_java="0" need_exclusive_vrt_process="0">
   <function id="P"><name>p</name><inputs/><outputs/></function>
