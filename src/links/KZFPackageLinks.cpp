@@ -15,6 +15,8 @@
 
 #include <boost/filesystem.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -206,13 +208,15 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   ustring linkTarget, mappedTarget, linkContent;
   computeKZFLinkPaths(record.getMetaData(), origin.sourceRoot, origin.rootPlace, source,
                       destination, linkTarget, mappedTarget, linkContent);
-  // A link that leads nowhere cannot be re-created as a link that leads somewhere: refused
-  // now, naming the link of the tree (its target would only be missed at close).
-  struct stat targetStatus {};
-  if (::lstat(to_string(linkTarget).c_str(), &targetStatus) != 0) {
+  // A link that leads nowhere (the kernel, following it to its end, finds nothing) cannot be
+  // re-created as one that leads somewhere: refused now, naming the link of the tree. The
+  // kernel decides, not the resolved text: "missing/../x" leads nowhere even where x exists.
+  // A loop is left to the check at close, which names it as one.
+  struct stat reached {};
+  if (::stat(to_string(source).c_str(), &reached) != 0 && errno != ELOOP) {
     throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
-        describeSource(origin.link),
-        "its target " + to_string(linkTarget) + " does not exist (a dangling link)"));
+        describeSource(origin.link), "it leads to nothing (a dangling link): " +
+                                         to_string(linkTarget) + ": " + std::strerror(errno)));
   }
 
   const std::string narrowTarget = to_string(linkTarget), narrowMapped = to_string(mappedTarget),

@@ -251,13 +251,17 @@ const Example kExamples[] = {
     {"DanglingLinkThroughTheLibrary", kLink, [](Tree& t) {
        t.link("dangling", "missing.txt"); t.addAll();
      }},
+    {"DotDotAfterAMissingFolder", kLink, [](Tree& t) {
+       t.file("f"); t.link("l", "missing/../f"); t.addAll();
+     }},
     {"LinkTargetPlaceTakenByAnotherFile", "KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE", [](Tree& t) {
        writeFile(t.outside / "x.txt", "linked"); t.file("other.txt", "another file");
        t.link("l", (t.outside / "x.txt").string()); t.add("l", u"l");
        t.add("other.txt", u((t.outside / "x.txt").relative_path()));
      }},
     {"LinkTargetPlaceTakenByAnotherLink", "KZFPACKAGE_ERROR_HANDLE_SYMLINK_FILE", [](Tree& t) {
-       fs::create_symlink("somewhere-else", t.outside / "lnk"); t.file("other.txt", "another file");
+       writeFile(t.outside / "x.txt", "x"); fs::create_symlink("x.txt", t.outside / "lnk");
+       t.file("other.txt", "another file");
        t.link("l", (t.outside / "lnk").string()); t.add("l", u"l");
        t.add("other.txt", u((t.outside / "lnk").relative_path()));
      }},
