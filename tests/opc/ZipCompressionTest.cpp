@@ -30,8 +30,9 @@ std::string contentOf(const CodecCase& c) {
     case Data::Random:
       return randomBytes(c.size, c.size);
     case Data::Mixed:
-      // Compressible, random over several windows, compressible again.
-      return sampleBytes(c.size / 3, 1) + randomBytes(c.size / 3, 2) + sampleBytes(c.size / 3, 3);
+      // Compressible, random over several windows, compressible again (2 : 5 : 2).
+      return sampleBytes(c.size / 9 * 2, 1) + randomBytes(c.size / 9 * 5, 2) +
+             sampleBytes(c.size / 9 * 2, 3);
   }
   return {};
 }
@@ -43,8 +44,8 @@ const CodecCase kCases[] = {
     {"pastTheBoundUnannounced", Data::Text, kBound + 1, 0},
     {"pastTheBoundAnnounced", Data::Text, kBound + 1, kBound + 1},
     {"randomBuffered", Data::Random, kMiB, kMiB},
-    {"randomStreamed", Data::Random, 6 * kMiB, 6 * kMiB},
-    {"mixedStreamed", Data::Mixed, 12 * kMiB, 0},
+    {"randomStreamed", Data::Random, 5 * kMiB, 5 * kMiB},
+    {"mixedStreamed", Data::Mixed, 9 * kMiB, 0},
 };
 
 class ZipCompression : public ZipTest, public ::testing::WithParamInterface<int> {};
@@ -73,8 +74,8 @@ TEST_P(ZipCompression, EveryItemReadsBackAndCostsWhatItsDataWarrants) {
     } else if (c.data == Data::Text && c.size > 1000) {
       EXPECT_LT(compressed, c.size * 6 / 10) << c.label;
     } else if (c.data == Data::Mixed) {
-      // The random third costs about its size, the rest shrinks as it would alone.
-      EXPECT_LT(compressed, c.size / 3 + c.size / 3 * 2 * 6 / 10) << c.label;
+      // The random part costs about its size; the text after it shrinks again.
+      EXPECT_LT(compressed, c.size / 9 * 5 + c.size / 9 * 4 * 6 / 10) << c.label;
     }
   }
   if (level == -1) {
@@ -83,7 +84,7 @@ TEST_P(ZipCompression, EveryItemReadsBackAndCostsWhatItsDataWarrants) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Zip, ZipCompression, ::testing::Values(0, 1, -1, 9),
+INSTANTIATE_TEST_SUITE_P(Zip, ZipCompression, ::testing::Values(0, 1, -1),
                          [](const ::testing::TestParamInfo<int>& level) {
                            return level.param < 0 ? std::string("default")
                                                   : "level" + std::to_string(level.param);
