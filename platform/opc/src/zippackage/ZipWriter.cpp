@@ -37,15 +37,15 @@
 //
 // Data that does not shrink (already compressed files, random bytes) costs deflate several
 // times what copying it does and gains nothing. A buffered item whose deflated form is not
-// smaller than stored deflate blocks is written as such blocks. A streamed item's data is fed to deflate in windows
-// and each window's output is weighed against its input: when a window does not come out below
-// kShrinkPercent of its size, the live stream is switched to level 0 with deflateParams, where
-// zlib copies the input out as stored deflate blocks. The item stays one valid deflate stream
-// (method 8) and costs little more than a copy. After a stretch of stored data the normal level
-// is tried again on a short probe window, since content may change within an item; each probe
-// that still finds no gain doubles the next stretch, up to kMaxStoredStretch, so that a large
-// incompressible item spends a negligible share of its bytes in probes (about 4 MiB of 512 MiB).
-// Windows are long because binaries often open with an incompressible stretch of some hundred
+// smaller than stored deflate blocks is written as such blocks. A streamed item's data is fed to
+// deflate in windows and each window's output is weighed against its input: when a window does not
+// come out below kShrinkPercent of its size, the live stream is switched to level 0 with
+// deflateParams, where zlib copies the input out as stored deflate blocks. The item stays one valid
+// deflate stream (method 8) and costs little more than a copy. After a stretch of stored data the
+// normal level is tried again on a short probe window, since content may change within an item;
+// each probe that still finds no gain doubles the next stretch, up to kMaxStoredStretch, so that a
+// large incompressible item spends a negligible share of its bytes in probes (about 4 MiB of 512
+// MiB). Windows are long because binaries often open with an incompressible stretch of some hundred
 // KiB and go on with well compressible data: judged on 64 KiB windows, a tree of 6,000 files
 // grew by half a percent, a share better spent on a faster level. Each deflated window ends
 // with a Z_BLOCK flush, so that its output is measured exactly rather than less what deflate
@@ -625,7 +625,8 @@ class ZipWriterCore {
     std::size_t in = pending_.size();
     std::size_t stored = in + kStoredBlockHeader * std::max<std::size_t>(1, (in + 65534) / 65535);
     compressed_.resize(std::max(bufferDeflater_->bound(in), stored));
-    std::size_t out = bufferDeflater_->compress(pending_.data(), in, compressed_.data(), stored - 1);
+    std::size_t out =
+        bufferDeflater_->compress(pending_.data(), in, compressed_.data(), stored - 1);
     if (out == 0) {
       if (!storedDeflater_) storedDeflater_ = std::make_unique<BufferDeflater>(path_, 0);
       out = storedDeflater_->compress(pending_.data(), in, compressed_.data(), compressed_.size());
@@ -781,13 +782,13 @@ class ZipWriterCore {
   std::unique_ptr<Deflater> deflater_;
   std::unique_ptr<BufferDeflater> bufferDeflater_;  ///< at the normal level
   std::unique_ptr<BufferDeflater> storedDeflater_;  ///< level 0, for data that does not shrink
-  std::vector<unsigned char> pending_;     ///< a buffered item's bytes so far
-  std::vector<unsigned char> compressed_;  ///< and its deflated form
-  bool buffered_ = false;                  ///< the current item is held in pending_
-  int level_;                     ///< the deflater's current level
-  std::uint64_t windowLeft_ = 0;  ///< input bytes until the current window ends
-  std::uint64_t windowIn_ = 0;    ///< the stream's total input when the window began
-  std::uint64_t windowOut_ = 0;   ///< and its total output
+  std::vector<unsigned char> pending_;              ///< a buffered item's bytes so far
+  std::vector<unsigned char> compressed_;           ///< and its deflated form
+  bool buffered_ = false;                           ///< the current item is held in pending_
+  int level_;                                       ///< the deflater's current level
+  std::uint64_t windowLeft_ = 0;                    ///< input bytes until the current window ends
+  std::uint64_t windowIn_ = 0;   ///< the stream's total input when the window began
+  std::uint64_t windowOut_ = 0;  ///< and its total output
   std::uint64_t storedStretch_ = kMinStoredStretch;  ///< length of the next stored stretch
   std::vector<Entry> entries_;
   std::unordered_set<std::string> names_;
