@@ -68,6 +68,7 @@ struct PlannedEntry {
   pathsafety::EntryPath place;
   std::string shownName;                     ///< the entry's name for messages
   std::optional<opc::model::PartName> part;  ///< the part holding the content (files, links)
+  std::optional<opc::model::Part> content;   ///< that part, found when planning a file
   std::string linkTarget;                    ///< a link's target text (links only)
 };
 
@@ -105,7 +106,7 @@ std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
         type != KZFFileEntryType::SymLink) {
       continue;
     }
-    PlannedEntry planned{&entry, entry.getName(), {}, {}, {}, {}};
+    PlannedEntry planned{&entry, entry.getName(), {}, {}, {}, {}, {}};
     planned.place = rules.admit(planned.name, type);
     planned.shownName = to_string(planned.name);
     if (type == KZFFileEntryType::File) {
@@ -114,7 +115,8 @@ std::vector<PlannedEntry> planExtraction(const opc::model::Package& package,
       if (part == manifest) {
         pathsafety::refuseEntry(planned.shownName, "its content is the file manifest itself");
       }
-      if (!package.hasPart(part)) {
+      planned.content = package.findPart(part);
+      if (!planned.content) {
         pathsafety::refuseEntry(planned.shownName, "its part " + shownPart() + " is missing");
       }
       // Many entries over one part would let a small package write without bound.
@@ -181,7 +183,7 @@ class TreeWriter {
   std::uint64_t file(const PlannedEntry& planned) {
     const KZFFileEntry& entry = *planned.entry;
     const std::string& name = planned.shownName;
-    opc::model::Part part = package_.getPart(*planned.part);
+    const opc::model::Part& part = *planned.content;
     pathsafety::StagedFile file(folderOf(planned), planned.place.components.back(), name);
     std::uint64_t written = 0;
     auto in = part.getInputStream();

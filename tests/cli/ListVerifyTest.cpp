@@ -40,12 +40,12 @@ TEST_F(ListVerifyTest, LongListingHasSizesRatioDateAndLinkTargets) {
   ASSERT_EQ(0, run.status) << describe(run);
   EXPECT_EQ(
       "d---------            0            0   0% ------------------- bin\n"
-      "-rwxr-xr-x           10           12   0% 2020-09-13 12:26:40 bin/run.sh\n"
+      "-rwxr-xr-x           10           15   0% 2020-09-13 12:26:40 bin/run.sh\n"
       "d---------            0            0   0% ------------------- empty\n"
       // A link is dated by its target; its size is that of its target text.
       "-rw-r--r--         1000           11  98% 2020-09-13 12:26:40 lines.txt\n"
-      "lrwxrwxrwx            6            8   0% 2020-09-13 12:26:40 link.m -> main.m\n"
-      "-rw-r--r--           14           16   0% 2020-09-13 12:26:40 main.m\n",
+      "lrwxrwxrwx            6           11   0% 2020-09-13 12:26:40 link.m -> main.m\n"
+      "-rw-r--r--           14           19   0% 2020-09-13 12:26:40 main.m\n",
       run.out);
   // The manifests under /.META/ show with --all only.
   EXPECT_NE(std::string::npos, kzf({"list", "--all", "app.kzf"}).out.find(".META/manifest.xml"));
@@ -58,13 +58,13 @@ TEST_F(ListVerifyTest, JsonListingParsesWithEveryField) {
     {"name": "bin", "kind": "folder", "mode": null, "date": null, "size": 0,
      "compressedSize": 0, "target": null},
     {"name": "bin/run.sh", "kind": "file", "mode": "rwxr-xr-x", "date": "2020-09-13T12:26:40",
-     "size": 10, "compressedSize": 12, "target": null},
+     "size": 10, "compressedSize": 15, "target": null},
     {"name": "empty", "kind": "folder", "mode": null, "date": null, "size": 0,
      "compressedSize": 0, "target": null},
     {"name": "link.m", "kind": "link", "mode": "rwxrwxrwx", "date": "2020-09-13T12:26:40",
-     "size": 6, "compressedSize": 8, "target": "main.m"},
+     "size": 6, "compressedSize": 11, "target": "main.m"},
     {"name": "main.m", "kind": "file", "mode": "rw-r--r--", "date": "2020-09-13T12:26:40",
-     "size": 14, "compressedSize": 16, "target": null}])"),
+     "size": 14, "compressedSize": 19, "target": null}])"),
             parseJson(run));
 }
 

@@ -1,5 +1,6 @@
-// How the writer compresses: data that does not shrink is written as stored deflate blocks, the
-// rest deflated, within one deflate stream that every reader accepts.
+// How the writer compresses at each level: items held whole up to the buffered bound and
+// streamed above it, data that does not shrink as stored deflate blocks, the rest deflated;
+// every item one deflate stream that our reader, unzip and Python's zipfile read back.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,58 +12,83 @@ namespace kzftest {
 namespace {
 
 constexpr std::size_t kMiB = 1024 * 1024;
+constexpr std::size_t kBound = 4 * kMiB;  // the writer's buffered bound
 
-std::uint64_t compressedSize(const ZipLayout& layout, const std::string& name) {
-  for (const EntryLayout& entry : layout.entries) {
-    if (entry.central.name == name) return entry.central.compressedSize;
+enum class Data { Text, Random, Mixed };
+
+struct CodecCase {
+  const char* label;
+  Data data;
+  std::size_t size;
+  std::uint64_t sizeHint;
+};
+
+std::string contentOf(const CodecCase& c) {
+  switch (c.data) {
+    case Data::Text:
+      return sampleBytes(c.size, static_cast<std::uint32_t>(c.size));
+    case Data::Random:
+      return randomBytes(c.size, c.size);
+    case Data::Mixed:
+      // Compressible, random over several windows, compressible again (2 : 5 : 2).
+      return sampleBytes(c.size / 9 * 2, 1) + randomBytes(c.size / 9 * 5, 2) +
+             sampleBytes(c.size / 9 * 2, 3);
   }
-  ADD_FAILURE() << "no item " << name;
-  return 0;
+  return {};
 }
 
-TEST_F(ZipTest, AnIncompressibleStretchDoesNotStopDeflatingWhatFollowsIt) {
-  // Compressible, then random over several windows, then compressible again; the two
-  // compressible parts are also written alone for comparison. The item before ends inside a
-  // stored stretch, which must not carry over.
-  const std::string head = sampleBytes(3 * kMiB, 1);
-  const std::string noise = randomBytes(5 * kMiB, 2);
-  const std::string tail = sampleBytes(3 * kMiB, 3);
-  const std::string content = head + noise + tail;
-  writePackage(packagePath(), {{"noise.bin", noise.substr(0, 3 * kMiB)},
-                               {"mixed.bin", content},
-                               {"head.bin", head},
-                               {"tail.bin", tail}});
+const CodecCase kCases[] = {
+    {"empty", Data::Text, 0, 0},
+    {"small", Data::Text, 300, 300},
+    {"atTheBound", Data::Text, kBound, kBound},
+    {"pastTheBoundUnannounced", Data::Text, kBound + 1, 0},
+    {"pastTheBoundAnnounced", Data::Text, kBound + 1, kBound + 1},
+    {"randomBuffered", Data::Random, kMiB, kMiB},
+    {"randomStreamed", Data::Random, 5 * kMiB, 5 * kMiB},
+    {"mixedStreamed", Data::Mixed, 9 * kMiB, 0},
+};
+
+class ZipCompression : public ZipTest, public ::testing::WithParamInterface<int> {};
+
+// One package per level holding every case; the default level is written twice, and must give
+// the same bytes both times.
+TEST_P(ZipCompression, EveryItemReadsBackAndCostsWhatItsDataWarrants) {
+  const int level = GetParam();
+  std::vector<TestItem> items;
+  for (const CodecCase& c : kCases) {
+    items.push_back({c.label, contentOf(c), CompressionType::Deflated, c.sizeHint});
+  }
+  writePackage(packagePath(), items, {}, level);
   expectValidZip(packagePath());
+  EXPECT_TRUE(readPackage(packagePath()) == contentsOf(items)) << "an item reads back changed";
 
-  ZipLayout layout = parseZip(readBytes(packagePath()));
-  // The random part costs about its size; both compressible parts shrink as they do alone.
-  EXPECT_LT(compressedSize(layout, "mixed.bin"), noise.size() + noise.size() / 100 +
-                                                     compressedSize(layout, "head.bin") +
-                                                     compressedSize(layout, "tail.bin"));
-  EXPECT_LT(compressedSize(layout, "tail.bin"), tail.size() * 6 / 10);
-
-  ZipPhysicalPackage package(upath(packagePath()), false, false);
-  package.open(OpenMode::Read);
-  EXPECT_TRUE(readItem(package, "mixed.bin") == content);
-  EXPECT_TRUE(readItem(package, "tail.bin", 1000) == tail);
+  const std::vector<unsigned char> bytes = readBytes(packagePath());
+  ZipLayout layout = parseZip(bytes);
+  for (const CodecCase& c : kCases) {
+    std::uint64_t compressed = entryNamed(layout, c.label).central.compressedSize;
+    // Stored blocks cost 5 bytes per 16 to 64 KiB; an empty or tiny stream a few bytes.
+    std::uint64_t storedCost = c.size + c.size / 3000 + 16;
+    if (level == 0 || c.data == Data::Random) {
+      EXPECT_LE(compressed, storedCost) << c.label;
+      EXPECT_GE(compressed, c.size) << c.label;
+    } else if (c.data == Data::Text && c.size > 1000) {
+      EXPECT_LT(compressed, c.size * 6 / 10) << c.label;
+    } else if (c.data == Data::Mixed) {
+      // The random part costs about its size; the text after it shrinks again.
+      EXPECT_LT(compressed, c.size / 9 * 5 + c.size / 9 * 4 * 6 / 10) << c.label;
+    }
+  }
+  if (level == -1) {
+    writePackage(packagePath(), items, {}, level);
+    EXPECT_TRUE(readBytes(packagePath()) == bytes) << "the same items gave other bytes";
+  }
 }
 
-TEST_F(ZipTest, ALargeIncompressibleItemIsWrittenAsLargeStoredBlocks) {
-  // Left at its level, deflate also falls back to stored blocks on random data, but only after
-  // spending its time on them, and it ends a block every 16 K symbols: some 5 bytes of headers
-  // per 16 KiB. At level 0 blocks take up to 64 KiB, which is what shows here that the data
-  // went through level 0 rather than through the matcher.
-  const std::string content = randomBytes(24 * kMiB, 5);
-  writePackage(packagePath(), {{"noise.bin", content}});
-  expectValidZip(packagePath());
-  std::uint64_t compressed = compressedSize(parseZip(readBytes(packagePath())), "noise.bin");
-  EXPECT_GE(compressed, content.size());
-  EXPECT_LT(compressed, content.size() + content.size() / 5000);
-
-  ZipPhysicalPackage package(upath(packagePath()), false, false);
-  package.open(OpenMode::Read);
-  EXPECT_TRUE(readItem(package, "noise.bin", 100000) == content);
-}
+INSTANTIATE_TEST_SUITE_P(Zip, ZipCompression, ::testing::Values(0, 1, -1),
+                         [](const ::testing::TestParamInfo<int>& level) {
+                           return level.param < 0 ? std::string("default")
+                                                  : "level" + std::to_string(level.param);
+                         });
 
 }  // namespace
 }  // namespace kzftest

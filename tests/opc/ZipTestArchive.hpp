@@ -37,10 +37,11 @@ struct TestItem {
   std::uint64_t sizeHint = 0;
 };
 
-/// Writes a package of `items` at `path` and closes it.
+/// Writes a package of `items` at `path` (at compression `level`) and closes it.
 inline void writePackage(const boost::filesystem::path& path, const std::vector<TestItem>& items,
-                         const Zip64Limits& limits = {}) {
+                         const Zip64Limits& limits = {}, int level = -1) {
   ZipPhysicalPackage package(upath(path), false, false, limits);
+  package.setCompressionLevel(level);
   package.open(OpenMode::Create);
   for (const TestItem& item : items) {
     auto stream = package.createItem(item.name, item.compression, item.sizeHint);
@@ -76,6 +77,13 @@ inline std::map<std::string, std::string> readPackage(const boost::filesystem::p
   std::map<std::string, std::string> contents;
   for (const auto& item : package.getItems()) contents[item.name] = readItem(package, item.name);
   package.close(false);
+  return contents;
+}
+
+/// The items' contents by name, as readPackage gives them back.
+inline std::map<std::string, std::string> contentsOf(const std::vector<TestItem>& items) {
+  std::map<std::string, std::string> contents;
+  for (const auto& item : items) contents[item.name] = item.content;
   return contents;
 }
 
@@ -252,6 +260,14 @@ inline ZipLayout parseZip(const std::vector<unsigned char>& b) {
 }
 
 /// Fixture: a fresh folder, and the path of a package inside it.
+/// The entry of that name; throws if there is none.
+inline const EntryLayout& entryNamed(const ZipLayout& layout, const std::string& name) {
+  for (const EntryLayout& e : layout.entries) {
+    if (e.central.name == name) return e;
+  }
+  throw std::runtime_error("no entry " + name);
+}
+
 class ZipTest : public TempDirTest {
  protected:
   boost::filesystem::path packagePath() const { return tmp / "package.zip"; }

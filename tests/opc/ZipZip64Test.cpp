@@ -25,19 +25,6 @@ void expectHeadersAgree(const ZipLayout& layout) {
   }
 }
 
-const EntryLayout& entryNamed(const ZipLayout& layout, const std::string& name) {
-  for (const EntryLayout& e : layout.entries) {
-    if (e.central.name == name) return e;
-  }
-  throw std::runtime_error("no entry " + name);
-}
-
-std::map<std::string, std::string> contentsOf(const std::vector<TestItem>& items) {
-  std::map<std::string, std::string> contents;
-  for (const auto& item : items) contents[item.name] = item.content;
-  return contents;
-}
-
 TEST_F(ZipTest, OrdinaryPackagesHaveNoZip64RecordsAtAll) {
   writePackage(packagePath(), {{"a", sampleBytes(10000)}, {"b", "x", CompressionType::Stored}});
   ZipLayout layout = parseZip(readBytes(packagePath()));

@@ -25,7 +25,7 @@ struct CreateOptions {
   std::string description;
   bool force = false;  ///< replace an existing package
   bool quiet = false;  ///< no progress line
-  int level = -1;      ///< zlib level 0 to 9; -1: the library's default
+  int level = -1;      ///< compression level 0 to 9; -1: the library's default
 };
 
 /// What "kzf list" shows.

@@ -33,6 +33,12 @@ Part Package::getPart(const PartName& name) const {
   return Part(sharedCore(), core().get(name), core().session());
 }
 
+std::optional<Part> Package::findPart(const PartName& name) const {
+  std::optional<std::uint32_t> index = core().find(name);
+  if (!index) return std::nullopt;
+  return Part(sharedCore(), *index, core().session());
+}
+
 Part Package::createPart(const PartName& name, const ContentType& contentType,
                          const interfaces::IPhysicalPartInfo& info) {
   return Part(sharedCore(), core().createPart(name, contentType, info), core().session());

@@ -1,4 +1,12 @@
 // Item streams of a zip archive: positioned reads, raw inflate, size and CRC-32 checks.
+//
+// Inflating is ISA-L's streaming igzip and the CRC-32 ISA-L's, chosen by CPU time (best of 3
+// single-threaded runs, every file inflated through 16 KiB output pieces as the part stream
+// reads them): on the app tree (120 MB) zlib took 0.303 s, igzip 0.186 s and libdeflate's
+// whole-buffer inflate 0.155 s; on the many tree (50 MB in 50,000 files) 0.252, 0.172 and
+// 0.160 s. libdeflate needs the whole item and its whole output in memory, so it could serve
+// only items up to a bound; igzip serves every item in flat memory at nearly its speed. The
+// CRC-32 took 0.030 s with zlib, 0.009 s with libdeflate and 0.006 s with ISA-L on app.
 #include "ZipItemInputStream.hpp"
 
 #include <algorithm>
@@ -8,6 +16,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Crc32.hpp"
 #include "ZipFormat.hpp"
 
 namespace opc::zippackage {
@@ -17,6 +26,19 @@ std::string hex32(std::uint32_t value) {
   char text[11];
   std::snprintf(text, sizeof text, "0x%08x", value);
   return text;
+}
+
+const char* inflateError(int rc) {
+  switch (rc) {
+    case ISAL_INVALID_BLOCK:
+      return "invalid block";
+    case ISAL_INVALID_SYMBOL:
+      return "invalid code";
+    case ISAL_INVALID_LOOKBACK:
+      return "distance too far back";
+    default:
+      return "inflate error";
+  }
 }
 }  // namespace
 
@@ -30,7 +52,7 @@ ZipItemInputStream::ZipItemInputStream(std::shared_ptr<ZipSource> source, std::s
       declaredSize_(item.size),
       declaredCrc_(item.crc32),
       deflated_(item.method == format::kMethodDeflated),
-      crc_(static_cast<std::uint32_t>(crc32_z(0, nullptr, 0))) {}
+      crc_(0) {}
 
 ZipItemInputStream::~ZipItemInputStream() { source_->giveBack(std::move(inflater_)); }
 
@@ -79,39 +101,35 @@ std::size_t ZipItemInputStream::readStored(unsigned char* out, std::size_t max) 
 }
 
 std::size_t ZipItemInputStream::readDeflated(unsigned char* out, std::size_t max) {
-  if (!inflater_) {
-    try {
-      inflater_ = source_->borrowInflater();
-    } catch (const std::runtime_error& error) {
-      fail(error.what());
-    }
-  }
-  z_stream& z = inflater_->stream();
-  auto offered = static_cast<unsigned>(std::min<std::size_t>(max, UINT_MAX));
+  if (!inflater_) inflater_ = source_->borrowInflater();
+  inflate_state& z = inflater_->state();
+  auto offered = static_cast<std::uint32_t>(std::min<std::size_t>(max, UINT32_MAX));
   z.next_out = out;
   z.avail_out = offered;
   bool ended = false;
   while (z.avail_out > 0) {
     if (z.avail_in == 0 && storedLeft_ > 0) {
       ByteView input = viewFile();
-      auto chunk = static_cast<unsigned>(std::min<std::size_t>(input.size, UINT_MAX));
-      z.next_in = input.data;
+      auto chunk = static_cast<std::uint32_t>(std::min<std::size_t>(input.size, UINT32_MAX));
+      z.next_in = const_cast<std::uint8_t*>(input.data);
       z.avail_in = chunk;
       // Whatever of the view inflate leaves is handed back below.
       position_ -= input.size - chunk;
       storedLeft_ += input.size - chunk;
     }
-    int rc = inflate(&z, Z_NO_FLUSH);
-    if (rc == Z_STREAM_END) {
+    std::uint32_t inBefore = z.avail_in;
+    std::uint32_t outBefore = z.avail_out;
+    int rc = isal_inflate(&z);
+    if (rc < 0) fail(std::string("its compressed data is corrupt (") + inflateError(rc) + ")");
+    if (z.block_state == ISAL_BLOCK_FINISH) {
       ended = true;
       break;
     }
-    if (rc == Z_BUF_ERROR && z.avail_in == 0 && storedLeft_ == 0) {
+    if (z.avail_out > 0 && z.avail_in == 0 && storedLeft_ == 0) {
       fail("its compressed data ends before its deflate stream does");
     }
-    if (rc != Z_OK && rc != Z_BUF_ERROR) {
-      fail(std::string("its compressed data is corrupt (inflate: ") +
-           (z.msg != nullptr ? z.msg : zError(rc)) + ")");
+    if (z.avail_in == inBefore && z.avail_out == outBefore) {
+      fail("its compressed data is corrupt (inflate makes no progress)");
     }
   }
   // The input viewed in place is only valid until the source's next read, which may be another
@@ -133,7 +151,7 @@ void ZipItemInputStream::account(const unsigned char* data, std::size_t count) {
   if (produced_ > declaredSize_) {
     fail("holds more than its declared size of " + std::to_string(declaredSize_) + " bytes");
   }
-  crc_ = static_cast<std::uint32_t>(crc32_z(crc_, data, count));
+  crc_ = crc32Update(crc_, data, count);
 }
 
 void ZipItemInputStream::finish() {

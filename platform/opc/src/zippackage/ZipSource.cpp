@@ -17,19 +17,6 @@ constexpr std::size_t kFirstFill = 16 * 1024;
 constexpr std::size_t kDirectRead = 32 * 1024;
 }  // namespace
 
-Inflater::Inflater() : rc_(inflateInit2(&stream_, -MAX_WBITS)) {}
-
-Inflater::~Inflater() {
-  if (rc_ == Z_OK) inflateEnd(&stream_);
-}
-
-bool Inflater::reset() {
-  // A stream that failed half-way leaves input behind, in a window since refilled.
-  stream_.next_in = nullptr;
-  stream_.avail_in = 0;
-  return rc_ == Z_OK && inflateReset(&stream_) == Z_OK;
-}
-
 ZipSource::ZipSource(core::FileHandle file)
     : file_(std::move(file)), window_(kWindowCapacity), fillSize_(kFirstFill) {}
 
@@ -59,16 +46,13 @@ std::size_t ZipSource::read(std::uint64_t offset, unsigned char* out, std::size_
 
 std::unique_ptr<Inflater> ZipSource::borrowInflater() {
   if (spare_) return std::move(spare_);
-  auto inflater = std::make_unique<Inflater>();
-  if (inflater->initResult() != Z_OK) {
-    throw std::runtime_error(std::string("cannot set up the inflater: ") +
-                             zError(inflater->initResult()));
-  }
-  return inflater;
+  return std::make_unique<Inflater>();
 }
 
 void ZipSource::giveBack(std::unique_ptr<Inflater> inflater) noexcept {
-  if (!spare_ && inflater && inflater->reset()) spare_ = std::move(inflater);
+  if (spare_ || !inflater) return;
+  inflater->reset();
+  spare_ = std::move(inflater);
 }
 
 }  // namespace opc::zippackage

@@ -16,7 +16,7 @@ struct ZipWriterOptions {
   bool syncOnClose = true;              ///< fsync the file and its directory on close
   bool keepTemporaryOnFailure = false;  ///< leave the temporary file behind when writing fails
   Zip64Limits limits;
-  int compressionLevel = -1;               ///< zlib level 0 to 9; -1: the writer's own choice
+  int compressionLevel = -1;               ///< 0 (stored) to 9 (smallest); -1: the writer's choice
   std::optional<std::int64_t> latestTime;  ///< no item is dated later (seconds since the epoch)
 };
 

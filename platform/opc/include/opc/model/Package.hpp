@@ -8,6 +8,7 @@
 #include <opc/model/Part.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/RelationshipSource.hpp>
+#include <optional>
 #include <vector>
 
 namespace opc::model {
@@ -53,6 +54,9 @@ class OPC_API Package : public RelationshipSource {
   bool hasPart(const PartName& name) const;
   /// The part of an equivalent name; throws PackageStateError naming the part when absent.
   Part getPart(const PartName& name) const;
+  /// The part of an equivalent name, if there is one: one lookup where hasPart and getPart
+  /// take two.
+  std::optional<Part> findPart(const PartName& name) const;
   /// Create mode: adds a part and starts its item in the container (finishing the previous
   /// part). Refuses, with InvalidPartName saying why, relationship-part names and names taken
   /// by an equivalent one.
