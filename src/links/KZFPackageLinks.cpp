@@ -211,12 +211,16 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   // A link that leads nowhere (the kernel, following it to its end, finds nothing) cannot be
   // re-created as one that leads somewhere: refused now, naming the link of the tree. The
   // kernel decides, not the resolved text: "missing/../x" leads nowhere even where x exists.
-  // A loop is left to the check at close, which names it as one.
+  // A link that runs into a loop of links on its way leads nowhere too: the text the mapping
+  // resolved would lead somewhere, so it is refused, not rewritten.
   struct stat reached {};
-  if (::stat(to_string(source).c_str(), &reached) != 0 && errno != ELOOP) {
+  if (::stat(to_string(source).c_str(), &reached) != 0) {
+    const int error = errno;
     throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
-        describeSource(origin.link), "it leads to nothing (a dangling link): " +
-                                         to_string(linkTarget) + ": " + std::strerror(errno)));
+        describeSource(origin.link),
+        error == ELOOP ? "it leads through a loop of links: " + to_string(linkTarget)
+                       : "it leads to nothing (a dangling link): " + to_string(linkTarget) +
+                             ": " + std::strerror(error)));
   }
 
   const std::string narrowTarget = to_string(linkTarget), narrowMapped = to_string(mappedTarget),

@@ -621,7 +621,11 @@ INSTANTIATE_TEST_SUITE_P(
              0,
              {folder("ex"), folder("t"), folder("t/sub"), file("t/x"), file("ex/x"),
               link("ex/d", "../t/sub"), link("l", "ex/d/../x")}},
-        Case{"ChainLeavingTheTreeAndComingBack", 0, {file("f"), link("l", "../app-data/back")}}),
+        Case{"ChainLeavingTheTreeAndComingBack", 0, {file("f"), link("l", "../app-data/back")}},
+        Case{"DotDotAfterALoopOfLinksLeadsNowhere",
+             0,
+             {folder("ab"), file("ab/f"), link("ab/y", "z"), link("ab/z", "y"),
+              link("l", "ab/y/../f")}}),
     [](const auto& row) { return row.param.name; });
 
 /// Fresh seeds until KZF_SOAK_SECONDS have passed (scripts/roundtrip-soak); skipped otherwise.
