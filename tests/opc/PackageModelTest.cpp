@@ -470,19 +470,6 @@ TEST_F(PackageTest, ABadCorePropertiesDateNamesThePartAndTheProperty) {
                    "p.kzf:c.xml: the property dcterms:created: invalid date-time \"last week\"");
 }
 
-TEST(OpcString, AsciiLiteralsWidenAndStorageHintsNameTheCompression) {
-  EXPECT_EQ(opc::toStringFromASCIIStringLiteral("/.META/manifest.xml"), u"/.META/manifest.xml");
-  EXPECT_OPC_ERROR(opc::toStringFromASCIIStringLiteral("caf\xc3\xa9"), std::runtime_error,
-                   "non-ASCII byte at offset 3");
-  EXPECT_OPC_ERROR(opc::toStringFromASCIIStringLiteral(nullptr), std::runtime_error, "null text");
-  EXPECT_EQ(opc::toString("caf\xc3\xa9"), u"caf\u00e9");  // the C locale counts as UTF-8
-  EXPECT_EQ(StandardPartInfo(0, 7).getCompressionType(), CompressionType::Stored);
-  EXPECT_OPC_ERROR(CoreProperties::convertTimeToString(pt::ptime(pt::pos_infin)),
-                   std::runtime_error, "infinite time");
-  EXPECT_OPC_ERROR(StandardPartInfo(8, 0), std::runtime_error,
-                   "unknown compression type 8 (0 stored, 1 deflated)");
-}
-
 // A package as another writer lays it out: "[Content_Types].xml" last, relationship ids such
 // as "Re0", byte-order marks, core properties under an unusual name reached through the
 // older relationship type, upper-case extensions, a folder entry and an item without a type.

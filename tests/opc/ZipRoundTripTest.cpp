@@ -51,12 +51,6 @@ INSTANTIATE_TEST_SUITE_P(
                         return Items{{"empty-deflated", "", CompressionType::Deflated},
                                      {"empty-stored", "", CompressionType::Stored}};
                       }},
-        RoundTripCase{"SmallItems",
-                      [] {
-                        return Items{{"a.txt", "hello", CompressionType::Deflated},
-                                     {"b.txt", "world", CompressionType::Stored},
-                                     {"dir/sub/c.bin", std::string("\0\1\2\3", 4)}};
-                      }},
         RoundTripCase{"TwentyMegabytesDeflated",
                       [] {
                         return Items{{"big.bin", sampleBytes(kTwentyMegabytes, 7)}};
