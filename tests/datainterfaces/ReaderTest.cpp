@@ -171,4 +171,20 @@ TEST(ReaderFactoryTest, NullHandlesAndMissingReadersAreReported) {
                   HasSubstr("handle claiming 'app/f.m' returned no stream reader")));
 }
 
+TEST(ByteArrayAndMetaData, KeepEveryByteAndNameAMissingKey) {
+  const std::string raw("a\0b\xff", 4);
+  KZFByteArray a(raw.data(), raw.size());
+  EXPECT_TRUE(a == KZFByteArray(std::vector<char>(raw.begin(), raw.end())));
+  EXPECT_TRUE(KZFByteArray(nullptr, 0) != KZFByteArray(std::string(1, '\0')));
+  a.append(a);  // appending itself
+  EXPECT_EQ(asString(a), raw + raw);
+  KZFMetaData meta;
+  meta.set("cipher", "none");
+  meta.set("cipher", "aes");
+  EXPECT_EQ(meta.get("cipher"), "aes");
+  EXPECT_FALSE(meta.has("key-id"));
+  EXPECT_THAT([&] { meta.get("key-id"); },
+              ThrowsMessage<std::out_of_range>(HasSubstr("metadata property 'key-id' is not set")));
+}
+
 }  // namespace
