@@ -132,6 +132,16 @@ TEST_F(ExtractionTest, FileBeforeItsFolderEntryAndModesAsRecorded) {
   EXPECT_EQ(st.st_mode & 07777, 0666u & ~umaskNow) << "permission 0 keeps the default mode";
 }
 
+TEST_F(ExtractionTest, ExtractingTwiceOverwritesFilesAndStopsAtTheFirstLink) {
+  writeRawPackage(packagePath(), entry("f", "/f", "File") + entry("l", "/l", "SymLink"),
+                  {{"/f", "new"}, {"/l", "f"}});
+  fs::create_directories(root());
+  boost::filesystem::ofstream(root() / "f") << "old content, longer than the new one";
+  extract();
+  EXPECT_EQ(readFile(root() / "f"), "new");
+  EXPECT_KZF_ERROR(extract(), "KZFPACKAGE_EXTRACT_FAILED");
+}
+
 TEST_F(ExtractionTest, ExistingFilesAreReplacedAndGetTheirModeAndDate) {
   writeRawPackage(
       packagePath(),
