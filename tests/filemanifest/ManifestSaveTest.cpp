@@ -127,45 +127,6 @@ TEST_F(ManifestSaveTest, AFailingStreamsOwnErrorPassesUnchanged) {
   }
 }
 
-// Dates the manifest must carry unchanged: fractions down to the microsecond, the 32-bit time_t
-// limit and beyond, and before the epoch.
-const std::vector<pt::ptime> kDates = {
-    pt::ptime(boost::gregorian::date(2001, 2, 3), pt::time_duration(4, 5, 6) + pt::microsec(7)),
-    pt::ptime(boost::gregorian::date(2038, 1, 19), pt::time_duration(3, 14, 8)),
-    pt::ptime(boost::gregorian::date(2106, 2, 7), pt::time_duration(6, 28, 16)),
-    pt::ptime(boost::gregorian::date(9999, 12, 30), pt::time_duration(23, 0, 0)),
-    pt::ptime(boost::gregorian::date(1969, 12, 31), pt::time_duration(23, 59, 59))};
-
-TEST_F(ManifestSaveTest, ManyVariedEntriesComeBackUnchangedKeyedByName) {
-  const std::vector<std::u16string> stems = {u"app/f.m",          u"a&b<c>\"d'e",
-                                             u"\u00fcber/\u65e5", u"emoji \U0001F600",
-                                             u"sp  and\ttab",     u"x%20y#z?q"};
-  KZFExtractionManager saved;
-  for (int i = 0; i < 600; ++i) {
-    KZFFileEntry entry(stems[i % stems.size()] + u"/" + fl::i18n::to_ustring(std::to_string(i)),
-                       u"/p/" + fl::i18n::to_ustring(std::to_string(i)),
-                       static_cast<KZFFileEntryType>(i % 3));
-    if (i % 5 != 0) entry.setDate(kDates[i % kDates.size()] + pt::seconds(i));
-    entry.setPermission(static_cast<unsigned short>((i * 2654435761u) % 0x10000));
-    saved.addEntry(entry.getName(), entry);
-  }
-  saved.addEntry(u"~", KZFFileEntry(u"app/f.m/0", u"/dup", KZFFileEntryType::File));
-  auto before = saved.getEntries();  // one name under two keys: the first in key order stays
-  before.erase(std::find_if(before.begin(), before.end(),
-                            [](const KZFFileEntry& e) { return e.getContent() == u"/dup"; }));
-  const auto after = load(save(saved)).getEntries();
-  EXPECT_EQ(printed, "");
-  ASSERT_EQ(after.size(), before.size());
-  for (std::size_t i = 0; i < after.size(); ++i) {
-    EXPECT_EQ(after[i].getName(), before[i].getName());
-    EXPECT_EQ(after[i].getContent(), before[i].getContent());
-    EXPECT_EQ(after[i].getType(), before[i].getType());
-    EXPECT_EQ(after[i].getPermission(), before[i].getPermission());
-    ASSERT_TRUE(after[i].getDate().has_value());
-    EXPECT_EQ(*after[i].getDate(), before[i].getDate().value_or(pt::ptime()));
-  }
-}
-
 TEST_F(ManifestSaveTest, AnOutsideValidatorFindsTheSavedManifestValidAgainstTheSchemaText) {
   kzftest::TempDir tmp;
   std::ofstream(tmp / "schema.xsd", std::ios::binary) << KZFExtractionSerializer::SCHEMA;

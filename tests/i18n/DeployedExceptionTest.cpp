@@ -1,9 +1,8 @@
-// DeployedException and printmln: localized texts that outlive their identifiers.
+// DeployedException: localized texts that outlive their identifiers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fl/i18n/DeployedException.hpp>
-#include <fl/i18n/printmln.hpp>
 #include <memory>
 #include <ostream>
 #include <sstream>
@@ -65,11 +64,5 @@ INSTANTIATE_TEST_SUITE_P(Locales, DeployedExceptionEncoding,
                                            LossyRow{"Latin1LoneSurrogate", "de_DE.ISO-8859-1",
                                                     u"/\xdc00", "The file /? does not exist."}),
                          kzftest::RowLabel());
-
-TEST_F(DeployedExceptionTest, PrintmlnWritesOneLine) {
-  std::ostringstream out;
-  fl::i18n::printmln(out, BaseMsgID("kzfpackage", "KZFPACKAGE_WARNING_PLATFORM_DIFFERENT", {}));
-  EXPECT_EQ(out.str(), "Warning: the file manifest was written on a different platform.\n");
-}
 
 }  // namespace

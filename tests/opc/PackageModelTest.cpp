@@ -61,35 +61,6 @@ class PackageTest : public opctest::ContainerTest {
   }
 };
 
-TEST_F(PackageTest, PartsWithAwkwardNamesRoundTripAsAValidZip) {
-  const std::vector<std::pair<ustring, std::string>> parts = {
-      {u"dir with spaces/100%#1 [draft]?.txt", "text/plain"},
-      {u"\u00e9t\u00e9/\u65e5\u672c/\U0001F600", "application/octet-stream"},
-      {u"links/a\\b", "application/x-link"},
-      {u"bin/tool", "application/x-exe;platform=glnxa64"}};
-  auto content = [](std::size_t i) { return std::string(i * 100000, static_cast<char>('a' + i)); };
-  create([&](Package& package) {
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-      writePart(package.createPart(PartName(u"/" + URI::encodeComponent(parts[i].first, "/")),
-                                   ContentType(parts[i].second), StandardPartInfo(i % 2, 0)),
-                content(i));
-    }
-  });
-  EXPECT_THAT(itemNames(), ElementsAre("dir%20with%20spaces/100%25%231%20%5Bdraft%5D%3F.txt",
-                                       "%C3%A9t%C3%A9/%E6%97%A5%E6%9C%AC/%F0%9F%98%80",
-                                       "links/a%5Cb", "bin/tool", "[Content_Types].xml"));
-  kzftest::expectValidZip(tmp / "p.kzf");
-  Package package(container, true);
-  package.open(OpenMode::Read);
-  ASSERT_EQ(package.getParts().size(), parts.size());
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    Part part = package.getParts()[i];
-    EXPECT_EQ(part.getContentType().toString(), parts[i].second);
-    EXPECT_TRUE(readPart(part) == content(i)) << i;
-  }
-  EXPECT_TRUE(package.getRelationships().empty());
-}
-
 TEST_F(PackageTest, OperationsCheckTheStateAndTheNames) {
   std::optional<Part> orphan;
   {
@@ -497,19 +468,6 @@ TEST_F(PackageTest, ABadCorePropertiesDateNamesThePartAndTheProperty) {
   package.open(OpenMode::Read);
   EXPECT_OPC_ERROR(PackageHelper::getCoreProperties(package), InvalidPackage,
                    "p.kzf:c.xml: the property dcterms:created: invalid date-time \"last week\"");
-}
-
-TEST(OpcString, AsciiLiteralsWidenAndStorageHintsNameTheCompression) {
-  EXPECT_EQ(opc::toStringFromASCIIStringLiteral("/.META/manifest.xml"), u"/.META/manifest.xml");
-  EXPECT_OPC_ERROR(opc::toStringFromASCIIStringLiteral("caf\xc3\xa9"), std::runtime_error,
-                   "non-ASCII byte at offset 3");
-  EXPECT_OPC_ERROR(opc::toStringFromASCIIStringLiteral(nullptr), std::runtime_error, "null text");
-  EXPECT_EQ(opc::toString("caf\xc3\xa9"), u"caf\u00e9");  // the C locale counts as UTF-8
-  EXPECT_EQ(StandardPartInfo(0, 7).getCompressionType(), CompressionType::Stored);
-  EXPECT_OPC_ERROR(CoreProperties::convertTimeToString(pt::ptime(pt::pos_infin)),
-                   std::runtime_error, "infinite time");
-  EXPECT_OPC_ERROR(StandardPartInfo(8, 0), std::runtime_error,
-                   "unknown compression type 8 (0 stored, 1 deflated)");
 }
 
 // A package as another writer lays it out: "[Content_Types].xml" last, relationship ids such

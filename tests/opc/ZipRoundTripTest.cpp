@@ -46,12 +46,6 @@ constexpr std::size_t kTwentyMegabytes = 20 * 1024 * 1024;
 INSTANTIATE_TEST_SUITE_P(
     Zip, ZipRoundTrip,
     ::testing::Values(
-        RoundTripCase{"SmallItems",
-                      [] {
-                        return Items{{"a.txt", "hello", CompressionType::Deflated},
-                                     {"b.txt", "world", CompressionType::Stored},
-                                     {"dir/sub/c.bin", std::string("\0\1\2\3", 4)}};
-                      }},
         RoundTripCase{
             "TwentyMegabytesStored",
             [] {

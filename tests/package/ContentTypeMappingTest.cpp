@@ -64,18 +64,6 @@ TEST(PartNameTest, EncodedNamesGetOneLeadingSlash) {
   EXPECT_EQ(narrow(package.getEncodedURIString(u"caf\u00e9")), "/caf%C3%A9");
 }
 
-TEST(NativeExtensionTest, TableAndLookup) {
-  auto table = kzf::createVxfFileExtensionMap();
-  EXPECT_EQ(table.size(), 5u);
-  EXPECT_EQ(table[u".vxfw32"], u"win32");
-
-  fl::i18n::ustring platform = u"unchanged";
-  EXPECT_FALSE(kzf::isVxfFile(u"a.so", platform));
-  EXPECT_EQ(platform, u"unchanged");
-  EXPECT_TRUE(kzf::isVxfFile(u"dir/a.vxfa64", platform));
-  EXPECT_EQ(platform, u"glnxa64");
-}
-
 TEST(WindowsExecutableTest, ExactLowerCaseExtensions) {
   KZFPackage package(u"unused.kzf", {});
   EXPECT_TRUE(package.isWindowsExecutable(u"tools/run.btm"));

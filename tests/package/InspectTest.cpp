@@ -36,21 +36,6 @@ class InspectTest : public TempDirTest {
   }
 };
 
-TEST_F(InspectTest, ListsEntriesInNameOrderWithTheirSizes) {
-  writePackage();
-  KZFPackage package(u(packagePath()), {});
-  package.open(kzf::Read);
-  auto entries = package.listEntries();
-  ASSERT_EQ(entries.size(), 3u);
-  EXPECT_EQ(entries[0].entry.getName(), u"app");
-  EXPECT_EQ(entries[0].entry.getType(), KZFFileEntryType::Folder);
-  EXPECT_EQ(entries[0].size, 0u);
-  EXPECT_EQ(entries[1].entry.getName(), u"app/data.bin");
-  EXPECT_EQ(entries[1].size, 5024u);
-  EXPECT_EQ(entries[2].entry.getType(), KZFFileEntryType::SymLink);
-  EXPECT_EQ(entries[2].size, std::string("data.bin").size());
-}
-
 TEST_F(InspectTest, DamageIsReportedNotThrown) {
   writePackage();
   // Deflated content cannot be found by its bytes: damage the last byte of the first part's

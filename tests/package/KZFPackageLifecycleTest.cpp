@@ -108,13 +108,6 @@ TEST_F(KZFPackageLifecycleTest, DestructionWithoutCloseRestoresThePreviousFile) 
   EXPECT_EQ(folderListing(), std::vector<std::string>{"app.kzf"});
 }
 
-TEST_F(KZFPackageLifecycleTest, CloseReplacesThePreviousFileAndDropsTheBackup) {
-  writeFile(packagePath(), "old");
-  writeEmptyPackage(packagePath());
-  expectValidZip(packagePath());
-  EXPECT_EQ(folderListing(), std::vector<std::string>{"app.kzf"});
-}
-
 TEST_F(KZFPackageLifecycleTest, NeverClosedNewPackageLeavesNothing) {
   {
     KZFPackage package(u(packagePath()), {});
