@@ -70,6 +70,7 @@ TEST_F(ReplaceAndReproduceTest, InterruptedCreateKeepsTheOldPackageWhole) {
   ::waitpid(timing, &status, 0);
   const auto runTime = std::chrono::steady_clock::now() - start;
   ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  const std::string fresh = readWholeFile(tmp / "new.kzf");
 
   std::mt19937 random(20261124);
   int interrupted = 0;
@@ -82,7 +83,9 @@ TEST_F(ReplaceAndReproduceTest, InterruptedCreateKeepsTheOldPackageWhole) {
     const bool finished = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (!finished) {
       ++interrupted;
-      EXPECT_EQ(old, readWholeFile(tmp / "new.kzf")) << "signal " << signal;
+      // A signal that lands after the rename finds the new package complete at the path.
+      const std::string now = readWholeFile(tmp / "new.kzf");
+      EXPECT_TRUE(now == old || now == fresh) << "signal " << signal;
       if (signal == SIGKILL) {
         EXPECT_TRUE(WIFSIGNALED(status));
       } else {
