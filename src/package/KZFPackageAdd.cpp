@@ -182,10 +182,11 @@ void KZFPackage::addFileListToKZF(const std::map<ustring, KZFRecordData>& files)
   verbose << "Add file lists into KZF." << std::endl;
   progress = KZFProgress();
   progress.entriesTotal = files.size();
-  for (const auto& [source, record] : files) {
-    KZFRecordData copy = record;
+  for (const auto& file : files) {
+    const ustring& source = file.first;
+    KZFRecordData copy = file.second;
     addingSource(source, [&] { addSingleFile(source, copy); });
-    reportProgress(record.getName());
+    reportProgress(file.second.getName());
   }
 }
 
