@@ -59,7 +59,8 @@ struct KZF_EXPORT KZFCreateOptions {
   /// Leave an existing package at its path, whole, until close renames the complete new one
   /// over it: no backup is moved aside, and an interrupted run leaves the old package in place.
   bool replaceOnClose = false;
-  /// zlib level from 0 (stored) to 9; -1 keeps the library's measured default.
+  /// Compression level from 0 (stored) to 9, as deflate levels go; -1 keeps the library's
+  /// measured default.
   int compressionLevel = -1;
   /// When set, no date the package records (zip headers, entry dates) is later than this many
   /// seconds since the epoch: dates past it are recorded as it.

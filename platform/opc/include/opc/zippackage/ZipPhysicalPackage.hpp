@@ -59,7 +59,7 @@ class OPC_API ZipPhysicalPackage : public interfaces::IPhysicalPackage {
                                            std::uint64_t sizeHint,
                                            std::optional<std::int64_t> modificationTime) override;
 
-  /// The zlib level (0 to 9) of the packages created from now on; -1 restores the default.
+  /// The deflate level (0 to 9) of the packages created from now on; -1 restores the default.
   void setCompressionLevel(int level);
   /// No item of the packages created from now on is dated later than `latest` (seconds since
   /// the epoch); none: no bound.
