@@ -105,14 +105,11 @@ void KZFPackage::open(KZFOpenMode openMode) {
       openForCreate(absolutePath);
     }
     // Any other value opens nothing and touches no file, yet counts as open.
-  } catch (const std::runtime_error& e) {
-    abandonQuietly();
-    throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
   } catch (const DeployedException&) {
     abandonQuietly();
     throw;
   } catch (const std::exception& e) {
-    // Malformed settings (MalformedDocumentError, a bad number) are failures of this open too.
+    // Lower-level failures, malformed settings among them, are failures of this open.
     abandonQuietly();
     throw DeployedException(KZFPACKAGE_OPEN_FAILED(to_string(storage->path), modeWord, e.what()));
   } catch (...) {
@@ -148,6 +145,7 @@ void KZFPackage::openForCreate(const ustring& absolutePath) {
   fs::path target(narrow);
   storage->physicalPackage.setCompressionLevel(createOptions.compressionLevel);
   storage->physicalPackage.setLatestItemTime(createOptions.latestDate);
+  storage->startCreating();
   boost::system::error_code ec;
   const bool exists = fs::exists(target, ec);
   if (ec && ec != boost::system::errc::no_such_file_or_directory) {
@@ -172,7 +170,6 @@ void KZFPackage::openForCreate(const ustring& absolutePath) {
     fs::rename(target, backup);
   }
   storage->package.open(opc::interfaces::OpenMode::Create);
-  storage->startCreating();
 }
 
 void KZFPackage::close() {
