@@ -92,39 +92,47 @@ void refuseEntry(const std::string& entry, const std::string& reason) {
 
 std::string EntryPath::relative() const { return join(components, components.size()); }
 
+namespace {
+
+// The name is described only when it is refused: every entry passes through here.
+[[noreturn]] void refuseName(const fl::i18n::ustring& name, const std::string& reason) {
+  refuseEntry(fl::i18n::describe(name), Rule::Name, reason);
+}
+
+}  // namespace
+
 EntryPath checkEntryName(const fl::i18n::ustring& name) {
-  const std::string shown = fl::i18n::describe(name);
-  if (name.empty()) refuseEntry(shown, Rule::Name, "the name is empty");
+  if (name.empty()) refuseName(name, "the name is empty");
   for (char16_t c : name) {
-    if (c == 0) refuseEntry(shown, Rule::Name, "the name holds a NUL character");
-    if (isControl(c)) refuseEntry(shown, Rule::Name, "the name holds a control character");
-    if (c == u'\\') refuseEntry(shown, Rule::Name, "the name holds a backslash");
+    if (c == 0) refuseName(name, "the name holds a NUL character");
+    if (isControl(c)) refuseName(name, "the name holds a control character");
+    if (c == u'\\') refuseName(name, "the name holds a backslash");
   }
   // One leading "/" names the root itself: the library's own entries are written that way.
   const std::u16string_view body =
       name.front() == u'/' ? std::u16string_view(name).substr(1) : std::u16string_view(name);
-  if (body.empty()) refuseEntry(shown, Rule::Name, "the name is only \"/\"");
-  if (body.back() == u'/') refuseEntry(shown, Rule::Name, "the name ends in \"/\"");
+  if (body.empty()) refuseName(name, "the name is only \"/\"");
+  if (body.back() == u'/') refuseName(name, "the name ends in \"/\"");
   std::string narrow;
   try {
     narrow = fl::i18n::to_string(fl::i18n::ustring(body));
   } catch (const std::exception& e) {
-    refuseEntry(shown, Rule::Name, std::string("the name has no form in the narrow encoding: ") + e.what());
+    refuseName(name, std::string("the name has no form in the narrow encoding: ") + e.what());
   }
   // A multi-byte encoding may place a backslash byte inside a character.
-  if (narrow.find('\\') != std::string::npos) refuseEntry(shown, Rule::Name, "the name holds a backslash");
+  if (narrow.find('\\') != std::string::npos) refuseName(name, "the name holds a backslash");
   if (narrow.size() > kMaxNameBytes) {
-    refuseEntry(shown, Rule::Name, "the name is longer than " + std::to_string(kMaxNameBytes) + " bytes");
+    refuseName(name, "the name is longer than " + std::to_string(kMaxNameBytes) + " bytes");
   }
   EntryPath path{split(narrow)};
   for (const std::string& component : path.components) {
-    if (component.empty()) refuseEntry(shown, Rule::Name, "the name has an empty component");
+    if (component.empty()) refuseName(name, "the name has an empty component");
     if (component == "." || component == "..") {
-      refuseEntry(shown, Rule::Name, "the name has a \"" + component + "\" component");
+      refuseName(name, "the name has a \"" + component + "\" component");
     }
     if (component.size() > kMaxComponentBytes) {
-      refuseEntry(shown, Rule::Name, "a component of the name is longer than " +
-                             std::to_string(kMaxComponentBytes) + " bytes");
+      refuseName(name, "a component of the name is longer than " +
+                           std::to_string(kMaxComponentBytes) + " bytes");
     }
   }
   return path;

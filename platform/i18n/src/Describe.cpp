@@ -21,20 +21,17 @@ void appendEscaped(std::string& out, std::u16string_view units) {
   }
 }
 
-}  // namespace
-
-std::string describe(std::u16string_view name) {
-  std::string out;
-  out.reserve(name.size());
-  for (std::size_t i = 0; i < name.size();) {
-    const std::size_t start = i;
-    const char32_t c = codepoint::nextInUtf16(name, i);
-    const std::u16string_view units = name.substr(start, i - start);
-    if (mustEscape(c)) {
-      appendEscaped(out, units);
-    } else if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else {
+// Ordinary characters are converted a run at a time: one conversion for a name in the usual
+// case, one per character only for a run the process encoding cannot hold whole.
+void appendRun(std::string& out, std::u16string_view run) {
+  if (run.empty()) return;
+  try {
+    out += detail::encodeNarrow(ustring(run), detail::OnError::Throw);
+  } catch (const std::runtime_error&) {
+    for (std::size_t i = 0; i < run.size();) {
+      const std::size_t start = i;
+      codepoint::nextInUtf16(run, i);
+      const std::u16string_view units = run.substr(start, i - start);
       try {
         out += detail::encodeNarrow(ustring(units), detail::OnError::Throw);
       } catch (const std::runtime_error&) {
@@ -42,6 +39,23 @@ std::string describe(std::u16string_view name) {
       }
     }
   }
+}
+
+}  // namespace
+
+std::string describe(std::u16string_view name) {
+  std::string out;
+  out.reserve(name.size());
+  std::size_t run = 0;  // start of the ordinary characters not yet converted
+  for (std::size_t i = 0; i < name.size();) {
+    const std::size_t start = i;
+    if (mustEscape(codepoint::nextInUtf16(name, i))) {
+      appendRun(out, name.substr(run, start - run));
+      appendEscaped(out, name.substr(start, i - start));
+      run = i;
+    }
+  }
+  appendRun(out, name.substr(run));
   return out;
 }
 
