@@ -4,6 +4,7 @@
 #include <boost/date_time/gregorian/gregorian.hpp>
 #include <boost/lexical_cast.hpp>
 #include <fl/i18n/DeployedException.hpp>
+#include <fl/i18n/Describe.hpp>
 #include <kzfpackage/KZFManifestReferenceManager.hpp>
 #include <kzfpackage/MessageIds.hpp>
 #include <stdexcept>
@@ -24,18 +25,7 @@ using kzf_manifest::option_list;
 using kzf_manifest::path_list;
 using xsd_binder::Element;
 using configuration = manifest::configuration;
-
-// Names an id or path in an error text; a character the process encoding lacks becomes '?'
-// so that reporting the error cannot fail in turn.
-std::string describe(const ustring& text) {
-  try {
-    return fl::i18n::to_string(text);
-  } catch (const std::runtime_error&) {
-    std::string out;
-    for (char16_t c : text) out += c < 0x80 ? static_cast<char>(c) : '?';
-    return out;
-  }
-}
+using fl::i18n::describe;
 
 [[noreturn]] void throwInconsistent(const std::string& reason) {
   throw fl::i18n::DeployedException(

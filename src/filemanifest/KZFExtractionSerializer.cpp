@@ -2,6 +2,7 @@
 #include <boost/lexical_cast.hpp>
 #include <cstddef>
 #include <exception>
+#include <fl/i18n/CodePoint.hpp>
 #include <fl/i18n/DeployedException.hpp>
 #include <fl/i18n/QlLocale.hpp>
 #include <fl/i18n/printmln.hpp>
@@ -72,19 +73,8 @@ ustring localeEncodingName() {
 // from did.
 std::u16string_view attributeText(const ustring& text) { return std::u16string_view(text.c_str()); }
 
-constexpr char32_t kNotACharacter = 0xFFFFFFFF;
-
-// The code point at `i`, moving `i` past it; kNotACharacter for a surrogate without its partner.
-char32_t nextCodePoint(std::u16string_view text, std::size_t& i) {
-  const char32_t unit = text[i++];
-  if (unit < 0xD800 || unit > 0xDFFF) return unit;
-  if (unit <= 0xDBFF && i < text.size() && text[i] >= 0xDC00 && text[i] <= 0xDFFF) {
-    return 0x10000 + ((unit - 0xD800) << 10) + (text[i++] - 0xDC00);
-  }
-  return kNotACharacter;
-}
-
-// The characters an XML 1.0 document may hold.
+// The characters an XML 1.0 document may hold (no surrogate: one without its partner is
+// refused).
 bool isXmlCharacter(char32_t c) {
   return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) ||
          (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
@@ -93,7 +83,7 @@ bool isXmlCharacter(char32_t c) {
 bool isWritable(const ustring& text) {
   const std::u16string_view value = attributeText(text);
   for (std::size_t i = 0; i < value.size();) {
-    if (!isXmlCharacter(nextCodePoint(value, i))) return false;
+    if (!isXmlCharacter(fl::i18n::codepoint::nextInUtf16(value, i))) return false;
   }
   return true;
 }

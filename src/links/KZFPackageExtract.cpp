@@ -220,7 +220,7 @@ class TreeWriter {
   }
 
   void link(const PlannedEntry& planned) {
-    const pathsafety::UniqueFd& folder = folderOf(planned);
+    const opc::core::FileHandle& folder = folderOf(planned);
     if (verbose.enabled) {
       verbose << "ExtractWithExtractionManager: create a symbolic name:" << root_.path() << '/'
               << planned.place.relative() << ",target=" << planned.linkTarget << std::endl;
@@ -235,7 +235,7 @@ class TreeWriter {
 
  private:
   /// The folder the entry goes into.
-  const pathsafety::UniqueFd& folderOf(const PlannedEntry& planned) {
+  const opc::core::FileHandle& folderOf(const PlannedEntry& planned) {
     return held_.reach(root_, planned.place, planned.place.components.size() - 1,
                        planned.shownName);
   }

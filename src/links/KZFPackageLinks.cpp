@@ -5,6 +5,7 @@
 #include "../package/KZFPackageStorage.hpp"
 
 #include <fl/i18n/DeployedException.hpp>
+#include <fl/i18n/Describe.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
 #include <kzfpackage/MessageIds.hpp>
@@ -153,13 +154,15 @@ void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
   // One byte more than the largest text, for the terminator.
   std::string buffer(kLinkBufferSize + 1, '\0');
   long count = reader->readLink(buffer.data(), kLinkBufferSize, metaData);
-  if (count == -1) throw DeployedException(KZFPACKAGE_ERROR_READ_SYMLINK_FILE(describeSource(source)));
+  if (count == -1) {
+    throw DeployedException(KZFPACKAGE_ERROR_READ_SYMLINK_FILE(fl::i18n::describe(source)));
+  }
   buffer.resize(static_cast<std::size_t>(count));
   try {
     linkTarget = to_ustring(buffer);
   } catch (const std::runtime_error& e) {
     throw DeployedException(KZFPACKAGE_VALUE_NOT_STORABLE(
-        describeSource(source),
+        fl::i18n::describe(source),
         std::string("its target text is not valid in the process encoding: ") + e.what()));
   }
 
@@ -217,7 +220,7 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   if (::stat(to_string(source).c_str(), &reached) != 0) {
     const int error = errno;
     throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
-        describeSource(origin.link),
+        fl::i18n::describe(origin.link),
         error == ELOOP ? "it leads through a loop of links: " + to_string(linkTarget)
                        : "it leads to nothing (a dangling link): " + to_string(linkTarget) +
                              ": " + std::strerror(error)));

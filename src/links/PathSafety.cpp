@@ -10,12 +10,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <deque>
+#include <fl/i18n/Describe.hpp>
 #include <random>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace Quorlith::kzfpackage::pathsafety {
@@ -34,20 +35,6 @@ std::atomic<bool> walkForced{false};
 std::atomic<bool> openat2Unavailable{false};
 
 }  // namespace
-
-std::string printable(const fl::i18n::ustring& name) {
-  std::string out;
-  for (char16_t c : name) {
-    if (c >= 0x20 && c < 0x7F && c != u'\\') {
-      out += static_cast<char>(c);
-    } else {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04X", static_cast<unsigned>(c));
-      out += escaped;
-    }
-  }
-  return out;
-}
 
 namespace {
 
@@ -105,39 +92,47 @@ void refuseEntry(const std::string& entry, const std::string& reason) {
 
 std::string EntryPath::relative() const { return join(components, components.size()); }
 
+namespace {
+
+// The name is described only when it is refused: every entry passes through here.
+[[noreturn]] void refuseName(const fl::i18n::ustring& name, const std::string& reason) {
+  refuseEntry(fl::i18n::describe(name), Rule::Name, reason);
+}
+
+}  // namespace
+
 EntryPath checkEntryName(const fl::i18n::ustring& name) {
-  const std::string shown = printable(name);
-  if (name.empty()) refuseEntry(shown, Rule::Name, "the name is empty");
+  if (name.empty()) refuseName(name, "the name is empty");
   for (char16_t c : name) {
-    if (c == 0) refuseEntry(shown, Rule::Name, "the name holds a NUL character");
-    if (isControl(c)) refuseEntry(shown, Rule::Name, "the name holds a control character");
-    if (c == u'\\') refuseEntry(shown, Rule::Name, "the name holds a backslash");
+    if (c == 0) refuseName(name, "the name holds a NUL character");
+    if (isControl(c)) refuseName(name, "the name holds a control character");
+    if (c == u'\\') refuseName(name, "the name holds a backslash");
   }
   // One leading "/" names the root itself: the library's own entries are written that way.
   const std::u16string_view body =
       name.front() == u'/' ? std::u16string_view(name).substr(1) : std::u16string_view(name);
-  if (body.empty()) refuseEntry(shown, Rule::Name, "the name is only \"/\"");
-  if (body.back() == u'/') refuseEntry(shown, Rule::Name, "the name ends in \"/\"");
+  if (body.empty()) refuseName(name, "the name is only \"/\"");
+  if (body.back() == u'/') refuseName(name, "the name ends in \"/\"");
   std::string narrow;
   try {
     narrow = fl::i18n::to_string(fl::i18n::ustring(body));
   } catch (const std::exception& e) {
-    refuseEntry(shown, Rule::Name, std::string("the name has no form in the narrow encoding: ") + e.what());
+    refuseName(name, std::string("the name has no form in the narrow encoding: ") + e.what());
   }
   // A multi-byte encoding may place a backslash byte inside a character.
-  if (narrow.find('\\') != std::string::npos) refuseEntry(shown, Rule::Name, "the name holds a backslash");
+  if (narrow.find('\\') != std::string::npos) refuseName(name, "the name holds a backslash");
   if (narrow.size() > kMaxNameBytes) {
-    refuseEntry(shown, Rule::Name, "the name is longer than " + std::to_string(kMaxNameBytes) + " bytes");
+    refuseName(name, "the name is longer than " + std::to_string(kMaxNameBytes) + " bytes");
   }
   EntryPath path{split(narrow)};
   for (const std::string& component : path.components) {
-    if (component.empty()) refuseEntry(shown, Rule::Name, "the name has an empty component");
+    if (component.empty()) refuseName(name, "the name has an empty component");
     if (component == "." || component == "..") {
-      refuseEntry(shown, Rule::Name, "the name has a \"" + component + "\" component");
+      refuseName(name, "the name has a \"" + component + "\" component");
     }
     if (component.size() > kMaxComponentBytes) {
-      refuseEntry(shown, Rule::Name, "a component of the name is longer than " +
-                             std::to_string(kMaxComponentBytes) + " bytes");
+      refuseName(name, "a component of the name is longer than " +
+                           std::to_string(kMaxComponentBytes) + " bytes");
     }
   }
   return path;
@@ -237,60 +232,42 @@ void EntryRules::checkLinks() const {
   }
 }
 
-UniqueFd::~UniqueFd() { close(); }
-
-UniqueFd::UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-
-UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
-  if (this != &other) {
-    close();
-    fd_ = std::exchange(other.fd_, -1);
-  }
-  return *this;
-}
-
-int UniqueFd::close() noexcept {
-  if (fd_ < 0) return 0;
-  // Linux releases the descriptor even when close fails: it is never closed twice.
-  const int result = ::close(std::exchange(fd_, -1));
-  return result == 0 ? 0 : errno;
-}
-
 void forceComponentWalk(bool on) { walkForced = on; }
 
 BeneathRoot::BeneathRoot(const std::string& root) : root_(root) {
-  fd_ = UniqueFd(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  fd_ = FileHandle(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd_.get() < 0)
     refuseEntry(".", "cannot open the extraction root: " + std::string(std::strerror(errno)));
 }
 
-UniqueFd BeneathRoot::openExisting(int folder, const std::string& relative, int& error) const {
+FileHandle BeneathRoot::openExisting(int folder, const std::string& relative, int& error) const {
   if (!walkForced && !openat2Unavailable) {
     open_how how{};
     how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
     for (int attempt = 0;; ++attempt) {
       const long fd = ::syscall(SYS_openat2, folder, relative.c_str(), &how, sizeof how);
-      if (fd >= 0) return UniqueFd(static_cast<int>(fd));
+      if (fd >= 0) return FileHandle(static_cast<int>(fd));
       if (errno == EINTR || (errno == EAGAIN && attempt < kMaxOpenat2Retries)) continue;
       break;
     }
     if (errno != ENOSYS && errno != EPERM) {
       error = errno;
-      return UniqueFd();
+      return FileHandle();
     }
     // Older kernels lack openat2 and some sandboxes forbid it: walk instead, from now on.
     openat2Unavailable = true;
   }
   // Names were checked to hold no "." or ".." component, so with O_NOFOLLOW on every step
   // the walk can neither climb out nor pass through a link.
-  UniqueFd current;
+  FileHandle current;
   int at = folder;
   for (const std::string& component : split(relative)) {
-    UniqueFd next(::openat(at, component.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    FileHandle next(
+        ::openat(at, component.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (next.get() < 0) {
       error = errno;
-      return UniqueFd();
+      return FileHandle();
     }
     current = std::move(next);
     at = current.get();
@@ -298,29 +275,29 @@ UniqueFd BeneathRoot::openExisting(int folder, const std::string& relative, int&
   return current;
 }
 
-UniqueFd BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
-                                 const std::string& entry, const UniqueFd* from,
-                                 std::size_t fromCount) const {
+FileHandle BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
+                                   const std::string& entry, const FileHandle* from,
+                                   std::size_t fromCount) const {
   const int start = from != nullptr ? from->get() : fd_.get();
   if (from == nullptr) fromCount = 0;
   if (count == fromCount) {
-    UniqueFd copy(::fcntl(start, F_DUPFD_CLOEXEC, 0));
+    FileHandle copy(::fcntl(start, F_DUPFD_CLOEXEC, 0));
     if (copy.get() < 0)
       refuseEntry(entry, "cannot reach the extraction root: " + std::string(std::strerror(errno)));
     return copy;
   }
   // The whole path first: in the common case every level exists already.
   int error = 0;
-  UniqueFd whole = openExisting(start, join(place.components, count, fromCount), error);
+  FileHandle whole = openExisting(start, join(place.components, count, fromCount), error);
   if (whole.get() >= 0) return whole;
   if (error != ENOENT) {
     refuseEntry(entry,
                 "the folder \"" + join(place.components, count) + "\" " + folderProblem(error));
   }
-  UniqueFd current = openFolder(place, fromCount, entry, from, fromCount);
+  FileHandle current = openFolder(place, fromCount, entry, from, fromCount);
   for (std::size_t i = fromCount; i < count; ++i) {
     const std::string& component = place.components[i];
-    UniqueFd next = openExisting(current.get(), component, error);
+    FileHandle next = openExisting(current.get(), component, error);
     if (next.get() < 0 && error == ENOENT) {
       // Another entry (or another process) may make the folder first: EEXIST is fine, and the
       // open that follows decides whether what exists is a real folder.
@@ -339,8 +316,8 @@ UniqueFd BeneathRoot::openFolder(const EntryPath& place, std::size_t count,
   return current;
 }
 
-const UniqueFd& HeldFolder::reach(const BeneathRoot& root, const EntryPath& place,
-                                  std::size_t count, const std::string& entry) {
+const FileHandle& HeldFolder::reach(const BeneathRoot& root, const EntryPath& place,
+                                    std::size_t count, const std::string& entry) {
   const auto first = place.components.begin();
   const bool heldIsPrefix = fd_.get() >= 0 && components_.size() <= count &&
                             std::equal(components_.begin(), components_.end(), first);
@@ -354,7 +331,7 @@ const UniqueFd& HeldFolder::reach(const BeneathRoot& root, const EntryPath& plac
   return fd_;
 }
 
-StagedFile::StagedFile(const UniqueFd& folder, const std::string& finalName,
+StagedFile::StagedFile(const FileHandle& folder, const std::string& finalName,
                        const std::string& entry)
     : folder_(folder.get()), finalName_(finalName), entry_(entry) {
   // Writing under the final name saves a rename per file, which on tmpfs costs about as much
@@ -362,8 +339,8 @@ StagedFile::StagedFile(const UniqueFd& folder, const std::string& finalName,
   // The price: a process killed while writing leaves a short file under the final name, as it
   // leaves the tree incomplete; every failure that is reported removes the file.
   // Mode 0666: the umask then gives the file the mode any newly written file would get.
-  fd_ = UniqueFd(::openat(folder_, finalName_.c_str(),
-                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+  fd_ = FileHandle(::openat(folder_, finalName_.c_str(),
+                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
   if (fd_.get() >= 0) return;
   if (errno != EEXIST) fail("create it", errno);
   createTemporary();
@@ -376,8 +353,8 @@ void StagedFile::createTemporary() {
   for (int attempt = 0; attempt < kMaxTemporaryNameAttempts; ++attempt) {
     std::string candidate = ".kzfext-";
     for (int i = 0; i < 8; ++i) candidate += kAlphabet[pick(random)];
-    fd_ = UniqueFd(::openat(folder_, candidate.c_str(),
-                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    fd_ = FileHandle(::openat(folder_, candidate.c_str(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (fd_.get() >= 0) {
       temporaryName_ = std::move(candidate);
       return;
@@ -389,7 +366,7 @@ void StagedFile::createTemporary() {
 
 StagedFile::~StagedFile() {
   if (committed_) return;
-  fd_.close();
+  fd_.reset();
   ::unlinkat(folder_, (temporaryName_.empty() ? finalName_ : temporaryName_).c_str(), 0);
 }
 
@@ -416,7 +393,11 @@ void StagedFile::setModificationTime(std::time_t seconds) {
 }
 
 void StagedFile::commit() {
-  if (const int error = fd_.close(); error != 0) fail("close it after writing", error);
+  try {
+    fd_.close();
+  } catch (const std::system_error& e) {
+    fail("close it after writing", e.code().value());
+  }
   if (!temporaryName_.empty() &&
       ::renameat(folder_, temporaryName_.c_str(), folder_, finalName_.c_str()) != 0) {
     fail("rename it over its final name", errno);

@@ -9,12 +9,15 @@
 #include <fl/i18n/ustring.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
 #include <map>
+#include <opc/core/FileHandle.hpp>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace Quorlith::kzfpackage::pathsafety {
+
+using opc::core::FileHandle;
 
 /// Longest component and longest whole name (in narrow bytes) an entry may have.
 constexpr std::size_t kMaxComponentBytes = 255;
@@ -43,9 +46,6 @@ class EntryRefusal : public std::runtime_error {
 [[noreturn]] void refuseEntry(const std::string& entry, Rule rule, const std::string& reason);
 /// The same for failures that break no rule (the disk, the package's parts).
 [[noreturn]] void refuseEntry(const std::string& entry, const std::string& reason);
-
-/// The name as it may appear in a message: printable ASCII as is, everything else \uXXXX.
-std::string printable(const fl::i18n::ustring& name);
 
 /// An entry name that passed checkEntryName: its components below the extraction root.
 struct EntryPath {
@@ -91,25 +91,6 @@ class EntryRules {
   std::map<std::string, std::string> links_;
 };
 
-/// An owned file descriptor, closed on destruction; `close` reports a failed close.
-class UniqueFd {
- public:
-  UniqueFd() = default;
-  explicit UniqueFd(int fd) : fd_(fd) {}
-  ~UniqueFd();
-  UniqueFd(UniqueFd&& other) noexcept;
-  UniqueFd& operator=(UniqueFd&& other) noexcept;
-  UniqueFd(const UniqueFd&) = delete;
-  UniqueFd& operator=(const UniqueFd&) = delete;
-
-  int get() const { return fd_; }
-  /// Closes now; returns 0, or the errno of a failed close (the descriptor is gone either way).
-  int close() noexcept;
-
- private:
-  int fd_ = -1;
-};
-
 /// Test switch: when on, folders are resolved by the component-by-component walk even where
 /// the kernel offers openat2, so that both resolutions can be tested on one machine.
 void forceComponentWalk(bool on);
@@ -129,14 +110,14 @@ class BeneathRoot {
   /// with mkdirat. An existing name is accepted only when it is a real folder. Errors name
   /// `entry`. With `from`, an open folder of the first `fromCount` components (itself reached
   /// through this object), only the levels below it are resolved, from it.
-  UniqueFd openFolder(const EntryPath& place, std::size_t count, const std::string& entry,
-                      const UniqueFd* from = nullptr, std::size_t fromCount = 0) const;
+  FileHandle openFolder(const EntryPath& place, std::size_t count, const std::string& entry,
+                        const FileHandle* from = nullptr, std::size_t fromCount = 0) const;
 
  private:
-  UniqueFd openExisting(int folder, const std::string& relative, int& error) const;
+  FileHandle openExisting(int folder, const std::string& relative, int& error) const;
 
   std::string root_;
-  UniqueFd fd_;
+  FileHandle fd_;
 };
 
 /// The folder that consecutive entries are extracted into, held open from one entry to the next
@@ -149,12 +130,12 @@ class HeldFolder {
  public:
   /// The folder made of the first `count` components of `place` below `root`; it stays open
   /// until a call asks for another folder. Errors name `entry`.
-  const UniqueFd& reach(const BeneathRoot& root, const EntryPath& place, std::size_t count,
-                        const std::string& entry);
+  const FileHandle& reach(const BeneathRoot& root, const EntryPath& place, std::size_t count,
+                          const std::string& entry);
 
  private:
   std::vector<std::string> components_;
-  UniqueFd fd_;
+  FileHandle fd_;
 };
 
 /// A file being written into its folder; unless `commit` runs, nothing of it stays. Where the
@@ -167,7 +148,7 @@ class StagedFile {
  public:
   /// Creates the file (mode 0666 less the umask) in `folder`. `folder`, `finalName` and `entry`
   /// must outlive this object. Errors name `entry`.
-  StagedFile(const UniqueFd& folder, const std::string& finalName, const std::string& entry);
+  StagedFile(const FileHandle& folder, const std::string& finalName, const std::string& entry);
   ~StagedFile();
   StagedFile(const StagedFile&) = delete;
   StagedFile& operator=(const StagedFile&) = delete;
@@ -191,7 +172,7 @@ class StagedFile {
   const std::string& finalName_;
   const std::string& entry_;
   std::string temporaryName_;  ///< empty while the file is written under its final name
-  UniqueFd fd_;
+  FileHandle fd_;
   bool committed_ = false;
 };
 

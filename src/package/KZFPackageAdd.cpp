@@ -4,6 +4,7 @@
 #include "KZFPackageStorage.hpp"
 
 #include <fl/i18n/DeployedException.hpp>
+#include <fl/i18n/Describe.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
@@ -56,8 +57,9 @@ pt::ptime dateOf(const std::tm& broken, const ustring& source) {
     return toPtime(broken);
   } catch (const std::out_of_range& e) {
     throw DeployedException(KZFPACKAGE_VALUE_NOT_STORABLE(
-        describeSource(source), "its date (year " + std::to_string(broken.tm_year + 1900) +
-                                    ") lies outside the years 1400 to 9999 a package can hold"));
+        fl::i18n::describe(source),
+        "its date (year " + std::to_string(broken.tm_year + 1900) +
+            ") lies outside the years 1400 to 9999 a package can hold"));
   }
 }
 
@@ -67,8 +69,8 @@ std::string narrowOrRefuse(const ustring& text, const ustring& source, const cha
     return to_string(text);
   } catch (const std::runtime_error& e) {
     throw DeployedException(KZFPACKAGE_VALUE_NOT_STORABLE(
-        describeSource(source), std::string(what) + " has no form in the process encoding: " +
-                                    e.what()));
+        fl::i18n::describe(source),
+        std::string(what) + " has no form in the process encoding: " + e.what()));
   }
 }
 
@@ -81,22 +83,14 @@ void addingSource(const ustring& source, Step step) {
   } catch (const DeployedException&) {
     throw;
   } catch (const std::exception& e) {
-    throw DeployedException(KZFPACKAGE_ERROR_ADD_NORMAL_FILE(describeSource(source), e.what()));
+    throw DeployedException(KZFPACKAGE_ERROR_ADD_NORMAL_FILE(fl::i18n::describe(source), e.what()));
   }
 }
 
 }  // namespace
 
-std::string describeSource(const ustring& source) {
-  try {
-    return to_string(source);
-  } catch (const std::runtime_error&) {
-    return pathsafety::printable(source);
-  }
-}
-
 void refuseSource(const ustring& source, const pathsafety::EntryRefusal& refusal) {
-  const std::string shown = describeSource(source);
+  const std::string shown = fl::i18n::describe(source);
   const std::string reason = "\"" + refusal.entry + "\": " + refusal.reason;
   switch (refusal.rule) {
     case pathsafety::Rule::Name:

@@ -104,10 +104,6 @@ struct KZFPackageStorage {
   }
 };
 
-/// A source's path for a message: in the process encoding where it has a form there,
-/// otherwise with each character it lacks written as \uXXXX.
-std::string describeSource(const fl::i18n::ustring& source);
-
 /// Reports an entry the rules refused while adding `source`, under the identifier of the rule.
 [[noreturn]] void refuseSource(const fl::i18n::ustring& source,
                                const pathsafety::EntryRefusal& refusal);

@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
 class StagedFileTest : public TempDirTest {
  protected:
   void SetUp() override {
-    folder = pathsafety::UniqueFd(::open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY));
+    folder = opc::core::FileHandle(::open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY));
     ASSERT_GE(folder.get(), 0);
   }
   /// The names in the folder, sorted, with the content of each.
@@ -137,7 +137,7 @@ class StagedFileTest : public TempDirTest {
     return out;
   }
 
-  pathsafety::UniqueFd folder;
+  opc::core::FileHandle folder;
   const std::string free = "free";
   const std::string taken = "taken";
 };

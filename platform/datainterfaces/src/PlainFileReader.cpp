@@ -27,11 +27,11 @@ bool PlainFileReader::narrowSource(std::string& path) {
 }
 
 long PlainFileReader::read(char* buffer, std::size_t max, KZFMetaData& /*metaData*/) {
-  if (!fd_.valid()) {
+  if (!fd_.isOpen()) {
     std::string path;
     if (!narrowSource(path)) return -1;
-    fd_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd_.valid()) return fail(-errno);
+    fd_ = opc::core::FileHandle(::open(path.c_str(), O_RDONLY | O_CLOEXEC), path);
+    if (!fd_.isOpen()) return fail(-errno);
   }
   for (;;) {
     ssize_t n = ::read(fd_.get(), buffer, clampCount(max));

@@ -3,9 +3,8 @@
 
 #include <fl/i18n/ustring.hpp>
 #include <kzfdatainterfaces/KZFFileReader.hpp>
+#include <opc/core/FileHandle.hpp>
 #include <string>
-
-#include "UniqueFd.hpp"
 
 namespace Quorlith::kzfdatainterfaces {
 
@@ -24,7 +23,7 @@ class PlainFileReader final : public KZFFileReader {
   bool narrowSource(std::string& path);
 
   fl::i18n::ustring source_;
-  UniqueFd fd_;
+  opc::core::FileHandle fd_;     ///< read only: closed quietly
   bool pastFirstBlock_ = false;  ///< whether the first block was read (and read-ahead decided)
 };
 

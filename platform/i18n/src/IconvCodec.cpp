@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fl/i18n/CodePoint.hpp>
 
 #include "TextCodec.hpp"
 
@@ -106,18 +107,12 @@ std::string encodeWithIconv(const std::string& encodingName, const ustring& text
   // the encoding lacks and the error can say which.
   ustring checked;
   const ustring* source = &text;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t c = text[i];
-    const bool high = c >= 0xD800 && c <= 0xDBFF;
-    const bool low = c >= 0xDC00 && c <= 0xDFFF;
-    if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
-      ++i;
-      continue;
-    }
-    if (!high && !low) continue;
-    if (onError == OnError::Throw) throwLoneSurrogate(i, c);
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t at = i;
+    if (!codepoint::isSurrogate(codepoint::nextInUtf16(text, i))) continue;
+    if (onError == OnError::Throw) throwLoneSurrogate(at, text[at]);
     if (source == &text) checked = text;
-    checked[i] = 0xFFFD;
+    checked[at] = 0xFFFD;
     source = &checked;
   }
 
@@ -125,15 +120,11 @@ std::string encodeWithIconv(const std::string& encodingName, const ustring& text
   const std::string_view input(reinterpret_cast<const char*>(source->data()),
                                source->size() * sizeof(char16_t));
   return runIconv(cd, input, [&](std::size_t offset, bool) -> Recovery {
-    const std::size_t unit = offset / sizeof(char16_t);
-    const char16_t c = (*source)[unit];
-    const bool pair = c >= 0xD800 && c <= 0xDBFF;
-    if (onError == OnError::Throw) {
-      const char32_t codePoint =
-          pair ? 0x10000 + ((char32_t{c} - 0xD800) << 10) + ((*source)[unit + 1] - 0xDC00) : c;
-      throwUnrepresentable(encodingName, codePoint, unit);
-    }
-    return {"?", (pair ? 2 : 1) * sizeof(char16_t)};
+    std::size_t unit = offset / sizeof(char16_t);
+    const std::size_t at = unit;
+    const char32_t codePoint = codepoint::nextInUtf16(*source, unit);
+    if (onError == OnError::Throw) throwUnrepresentable(encodingName, codePoint, at);
+    return {"?", (unit - at) * sizeof(char16_t)};
   });
 }
 

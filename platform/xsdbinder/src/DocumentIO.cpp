@@ -1,4 +1,5 @@
 // Parsing bound documents from package streams and writing them to package or standard streams.
+#include <fl/i18n/Describe.hpp>
 #include <opc/model/Exceptions.hpp>
 #include <stdexcept>
 #include <string>
@@ -20,13 +21,9 @@ namespace x = xercesc;
 
 namespace {
 
-// Narrow text for error messages; never fails, whatever the process encoding can hold.
+// A name read by Xerces, as messages show names.
 std::string narrow(const XMLCh* text) {
-  std::string out;
-  for (; text != nullptr && *text != 0; ++text) {
-    out += (*text >= 0x20 && *text < 0x7f) ? static_cast<char>(*text) : '?';
-  }
-  return out;
+  return text != nullptr ? fl::i18n::describe(std::u16string_view(text)) : std::string();
 }
 
 x::DOMImplementationLS& implementation() {

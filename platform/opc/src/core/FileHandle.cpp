@@ -1,11 +1,10 @@
 // POSIX file descriptors: reading and writing at offsets, syncing, unique file creation.
-#include "FileHandle.hpp"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <opc/core/FileHandle.hpp>
 #include <random>
 #include <system_error>
 #include <utility>
@@ -18,16 +17,14 @@ void throwFileError(const std::string& path, const char* action, int errorNumber
 
 FileHandle::FileHandle(int fd, std::string path) noexcept : fd_(fd), path_(std::move(path)) {}
 
-FileHandle::~FileHandle() {
-  if (fd_ >= 0) ::close(fd_);
-}
+FileHandle::~FileHandle() { reset(); }
 
 FileHandle::FileHandle(FileHandle&& other) noexcept
     : fd_(std::exchange(other.fd_, -1)), path_(std::move(other.path_)) {}
 
 FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
   if (this != &other) {
-    if (fd_ >= 0) ::close(fd_);
+    reset();
     fd_ = std::exchange(other.fd_, -1);
     path_ = std::move(other.path_);
   }
@@ -83,9 +80,17 @@ void FileHandle::sync() const {
 }
 
 void FileHandle::close() {
-  int fd = std::exchange(fd_, -1);
+  if (fd_ < 0) return;
+  // Asked only here, not at every open: the explicit close is the one that may report.
+  const int flags = ::fcntl(fd_, F_GETFL);
+  const bool writable = flags < 0 || (flags & O_ACCMODE) != O_RDONLY;
+  const int fd = std::exchange(fd_, -1);
   // The descriptor is gone even when close reports an error, so it is never closed twice.
-  if (fd >= 0 && ::close(fd) != 0) throwFileError(path_, "close", errno);
+  if (::close(fd) != 0 && writable) throwFileError(path_, "close", errno);
+}
+
+void FileHandle::reset() noexcept {
+  if (fd_ >= 0) ::close(std::exchange(fd_, -1));
 }
 
 void syncDirectory(const std::string& directory) {

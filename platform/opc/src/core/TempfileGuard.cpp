@@ -1,10 +1,9 @@
 // Temporary file guard: creates a uniquely named file and deletes it on destruction.
 #include <unistd.h>
 
+#include <opc/core/FileHandle.hpp>
 #include <opc/util/TempfileGuard.hpp>
 #include <utility>
-
-#include "FileHandle.hpp"
 
 namespace opc::util {
 

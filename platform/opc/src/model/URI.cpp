@@ -1,5 +1,6 @@
 // URI references: percent-encoding of path text and resolution of relative references.
 #include <array>
+#include <fl/i18n/CodePoint.hpp>
 #include <opc/model/Exceptions.hpp>
 #include <opc/model/URI.hpp>
 #include <string>
@@ -125,33 +126,16 @@ ustring URI::encodeComponent(const ustring& text, const std::string& keep) {
     }
   };
 
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char32_t cp = text[i];
-    if (cp >= 0xD800 && cp <= 0xDFFF) {
-      bool pair =
-          cp <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF;
-      if (!pair) {
-        throw InvalidPartName(text, "it has a lone surrogate at offset " + std::to_string(i) +
-                                        ", which has no UTF-8 form");
-      }
-      cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
-      ++i;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t at = i;
+    const char32_t cp = fl::i18n::codepoint::nextInUtf16(text, i);
+    if (fl::i18n::codepoint::isSurrogate(cp)) {
+      throw InvalidPartName(text, "it has a lone surrogate at offset " + std::to_string(at) +
+                                      ", which has no UTF-8 form");
     }
-    if (cp < 0x80) {
-      emitByte(cp);
-    } else if (cp < 0x800) {
-      emitByte(0xC0 | (cp >> 6));
-      emitByte(0x80 | (cp & 0x3F));
-    } else if (cp < 0x10000) {
-      emitByte(0xE0 | (cp >> 12));
-      emitByte(0x80 | ((cp >> 6) & 0x3F));
-      emitByte(0x80 | (cp & 0x3F));
-    } else {
-      emitByte(0xF0 | (cp >> 18));
-      emitByte(0x80 | ((cp >> 12) & 0x3F));
-      emitByte(0x80 | ((cp >> 6) & 0x3F));
-      emitByte(0x80 | (cp & 0x3F));
-    }
+    char bytes[4];
+    const char* end = fl::i18n::codepoint::writeUtf8(cp, bytes);
+    for (const char* b = bytes; b != end; ++b) emitByte(static_cast<unsigned char>(*b));
   }
   return out;
 }

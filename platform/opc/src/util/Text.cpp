@@ -1,7 +1,6 @@
 // Private text helpers of the OPC layer, and the public narrow-to-UTF-16 conversions.
 #include "Text.hpp"
 
-#include <cstdio>
 #include <fl/i18n/ustring.hpp>
 #include <opc/String.hpp>
 #include <stdexcept>
@@ -36,23 +35,6 @@ bool equalsFolded(View a, View b) {
   return true;
 }
 
-void appendUtf8(std::string& out, char32_t cp) {
-  if (cp < 0x80) {
-    out.push_back(static_cast<char>(cp));
-  } else if (cp < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else if (cp < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  }
-}
 }  // namespace
 
 bool equalsIgnoreAsciiCase(std::u16string_view a, std::u16string_view b) {
@@ -64,27 +46,6 @@ bool equalsIgnoreAsciiCase(std::string_view a, std::string_view b) { return equa
 std::string asciiLowerCopy(std::string_view text) {
   std::string out(text);
   for (char& c : out) c = asciiLower(c);
-  return out;
-}
-
-std::string describe(const ustring& text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char32_t unit = text[i];
-    bool high = unit >= 0xD800 && unit <= 0xDBFF;
-    bool low = unit >= 0xDC00 && unit <= 0xDFFF;
-    if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
-      appendUtf8(out, 0x10000 + ((unit - 0xD800) << 10) + (text[i + 1] - 0xDC00));
-      ++i;
-    } else if (high || low) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04X", static_cast<unsigned>(unit));
-      out += escaped;
-    } else {
-      appendUtf8(out, unit);
-    }
-  }
   return out;
 }
 

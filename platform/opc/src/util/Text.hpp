@@ -1,6 +1,7 @@
 // Private text helpers of the OPC layer: ASCII case folding and texts for error messages.
 #pragma once
 
+#include <fl/i18n/Describe.hpp>
 #include <opc/String.hpp>
 #include <string>
 #include <string_view>
@@ -19,8 +20,8 @@ bool equalsIgnoreAsciiCase(std::string_view a, std::string_view b);
 /// `text` with ASCII letters lower-cased.
 std::string asciiLowerCopy(std::string_view text);
 
-/// UTF-8 form of `text` for error messages: never throws; a lone surrogate is shown as \uXXXX.
-std::string describe(const ustring& text);
+/// Names in the layer's messages are shown as every layer shows them.
+using fl::i18n::describe;
 
 /// `text` (ASCII only, as part names and item names are) widened to UTF-16.
 ustring widenAscii(std::string_view text);

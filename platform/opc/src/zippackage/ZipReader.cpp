@@ -12,11 +12,11 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
+#include <opc/core/FileHandle.hpp>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
-#include "../core/FileHandle.hpp"
 #include "ZipErrors.hpp"
 #include "ZipFormat.hpp"
 #include "ZipItemInputStream.hpp"

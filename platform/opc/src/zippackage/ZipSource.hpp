@@ -7,9 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <opc/core/FileHandle.hpp>
 #include <vector>
-
-#include "../core/FileHandle.hpp"
 
 namespace opc::zippackage {
 

@@ -70,12 +70,13 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <fl/i18n/CodePoint.hpp>
+#include <opc/core/FileHandle.hpp>
 #include <stdexcept>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
-#include "../core/FileHandle.hpp"
 #include "Crc32.hpp"
 #include "ZipErrors.hpp"
 #include "ZipFormat.hpp"
@@ -258,25 +259,10 @@ bool isNonAsciiUtf8(const std::string& name) {
   const auto* p = reinterpret_cast<const unsigned char*>(name.data());
   const auto* end = p + name.size();
   while (p < end) {
-    unsigned char c = *p;
-    if (c < 0x80) {
-      ++p;
-      continue;
-    }
-    nonAscii = true;
-    int length = c >= 0xC2 && c <= 0xDF   ? 2
-                 : c >= 0xE0 && c <= 0xEF ? 3
-                 : c >= 0xF0 && c <= 0xF4 ? 4
-                                          : 0;
-    if (length == 0 || end - p < length) return false;
-    for (int i = 1; i < length; ++i) {
-      if ((p[i] & 0xC0) != 0x80) return false;
-    }
-    // Overlong forms, surrogates and values above U+10FFFF.
-    if ((c == 0xE0 && p[1] < 0xA0) || (c == 0xED && p[1] > 0x9F) || (c == 0xF0 && p[1] < 0x90) ||
-        (c == 0xF4 && p[1] > 0x8F)) {
-      return false;
-    }
+    char32_t codePoint;
+    std::size_t length;
+    if (fl::i18n::codepoint::decodeUtf8(p, end, codePoint, length) != nullptr) return false;
+    nonAscii = nonAscii || length > 1;
     p += length;
   }
   return nonAscii;

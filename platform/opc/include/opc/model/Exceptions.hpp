@@ -20,7 +20,7 @@ class OPC_API InvalidXMLDocument : public std::runtime_error {
 /// (reserved, or taken by an equivalent name).
 class OPC_API InvalidPartName : public std::runtime_error {
  public:
-  /// `name` is the offending name as given (shown with lone surrogates escaped).
+  /// `name` is the offending name as given (shown in the text as every message shows names).
   InvalidPartName(const ustring& name, const std::string& reason);
   const ustring& getName() const { return name_; }
   const std::string& getReason() const { return reason_; }

@@ -1,4 +1,5 @@
-// An owned POSIX file descriptor with the few I/O operations the zip container needs.
+// The one owner of a POSIX file descriptor in every layer, with the few I/O operations the zip
+// container needs.
 #pragma once
 
 #include <cstddef>
@@ -7,13 +8,14 @@
 
 namespace opc::core {
 
-/// Owns one open file descriptor and the path it was opened on. Every failure throws a
-/// std::system_error whose text names the path and the operation. Movable, not copyable; the
+/// Owns one file descriptor (or none: -1) and the path it was opened on. Every failure throws
+/// a std::system_error whose text names the path and the operation. Movable, not copyable; the
 /// destructor closes the descriptor quietly if close() never ran.
 class FileHandle {
  public:
   FileHandle() = default;
-  FileHandle(int fd, std::string path) noexcept;
+  /// Takes `fd` over, -1 included (then isOpen() is false); `path` names it in error texts.
+  explicit FileHandle(int fd, std::string path = {}) noexcept;
   ~FileHandle();
   FileHandle(FileHandle&& other) noexcept;
   FileHandle& operator=(FileHandle&& other) noexcept;
@@ -23,6 +25,7 @@ class FileHandle {
   /// Opens an existing file read-only.
   static FileHandle openForReading(const std::string& path);
 
+  int get() const { return fd_; }
   bool isOpen() const { return fd_ >= 0; }
   const std::string& path() const { return path_; }
 
@@ -33,8 +36,12 @@ class FileHandle {
   std::uint64_t size() const;
   void truncate(std::uint64_t length) const;
   void sync() const;
-  /// Closes the descriptor; throws if the system reports an error (a late write failure).
+  /// Closes the descriptor. A failed close of a descriptor open for writing throws: the system
+  /// may report a write failure only there. On a read-only one nothing can be lost, so a
+  /// failure is ignored.
   void close();
+  /// Closes the descriptor quietly, as the destructor does (for a file being discarded).
+  void reset() noexcept;
 
  private:
   int fd_ = -1;
