@@ -1,4 +1,5 @@
 // Reading and writing bound elements on Xerces-C DOM nodes.
+#include <opc/util/XercesHelper.hpp>
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
@@ -58,16 +59,7 @@ x::DOMDocument& documentOf(x::DOMNode& node) {
 }  // namespace
 
 std::string describeNode(const x::DOMNode& node) {
-  std::string path;
-  // Character data is described by the element that holds it.
-  const x::DOMNode* start = isCharacterData(node) ? node.getParentNode() : &node;
-  for (const x::DOMNode* n = start; n != nullptr && n->getNodeType() == x::DOMNode::ELEMENT_NODE;
-       n = n->getParentNode()) {
-    path = "/" + narrow(localName(*n)) + path;
-  }
-  const x::DOMDocument* document = node.getOwnerDocument();
-  std::string uri = document != nullptr ? narrow(document->getDocumentURI()) : std::string();
-  return uri.empty() ? path : uri + ": " + path;
+  return opc::util::XercesHelper::describeNode(node);
 }
 
 void throwMalformed(const x::DOMNode& node, const std::string& reason) {
