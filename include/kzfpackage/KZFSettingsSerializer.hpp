@@ -4,6 +4,7 @@
 #include <kzfpackage/Export.hpp>
 #include <kzfpackage/KZFSettings.hpp>
 #include <opc/Stream.hpp>
+#include <xsd_binder/MalformedDocumentError.hpp>
 
 namespace Quorlith::kzfpackage {
 
