@@ -12,7 +12,8 @@ install(EXPORT kzfpackageTargets NAMESPACE kzfpackage::
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kzfpackage
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-# Only the platform headers that the exported API includes: the platform layers' other headers
+# Only the platform headers that the exported API includes, and those of the exceptions it lets
+# through (KZFSettingsSerializer::load throws MalformedDocumentError): the platform layers' other headers
 # declare functions the shared library keeps hidden, which a client could not link to.
 set(KZF_PLATFORM_API_HEADERS
   i18n/include/fl/i18n/DeployedException.hpp
@@ -33,7 +34,8 @@ set(KZF_PLATFORM_API_HEADERS
   opc/include/opc/model/CoreProperties.hpp
   xsdbinder/include/xsd_binder/Element.hpp
   xsdbinder/include/xsd_binder/Export.hpp
-  xsdbinder/include/xsd_binder/IDGenerator.hpp)
+  xsdbinder/include/xsd_binder/IDGenerator.hpp
+  xsdbinder/include/xsd_binder/MalformedDocumentError.hpp)
 foreach(header IN LISTS KZF_PLATFORM_API_HEADERS)
   string(REGEX REPLACE "^[a-z0-9]+/include/" "" relative ${header})
   get_filename_component(folder ${relative} DIRECTORY)

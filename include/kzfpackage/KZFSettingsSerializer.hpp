@@ -4,6 +4,7 @@
 #include <kzfpackage/Export.hpp>
 #include <kzfpackage/KZFSettings.hpp>
 #include <opc/Stream.hpp>
+#include <xsd_binder/MalformedDocumentError.hpp>
 
 namespace Quorlith::kzfpackage {
 
@@ -18,7 +19,8 @@ class KZF_EXPORT KZFSettingsSerializer {
   /// the application options, the prefdir (".velmor" is written instead), the main function
   /// (the first public function is written as main function), function locations. Empty
   /// start and complete messages are left out. Write errors of the stream pass unchanged;
-  /// key bytes that are not UTF-8 throw std::runtime_error.
+  /// key bytes that are not UTF-8, or a text XML cannot carry, throw std::runtime_error
+  /// naming the field or element.
   void save(opc::OutputStream& stream, const KZFSettings& settings);
 
   /// Reads a manifest document from `stream` into `settings`, meant to be freshly

@@ -1,5 +1,5 @@
 // Reading and writing bound elements on Xerces-C DOM nodes.
-#include <fl/i18n/Describe.hpp>
+#include <opc/util/XercesHelper.hpp>
 #include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
@@ -16,9 +16,14 @@ namespace x = xercesc;
 
 namespace {
 
-using fl::i18n::describe;
+// Narrow text for error messages; never fails, whatever the process encoding can hold.
+std::string narrow(const ustring& text) {
+  std::string out;
+  for (char16_t c : text) out += (c >= 0x20 && c < 0x7f) ? static_cast<char>(c) : '?';
+  return out;
+}
 
-std::string describe(const XMLCh* text) { return text != nullptr ? describe(ustring(text)) : ""; }
+std::string narrow(const XMLCh* text) { return text != nullptr ? narrow(ustring(text)) : ""; }
 
 ustring localName(const x::DOMNode& node) {
   const XMLCh* name = node.getLocalName() != nullptr ? node.getLocalName() : node.getNodeName();
@@ -54,16 +59,7 @@ x::DOMDocument& documentOf(x::DOMNode& node) {
 }  // namespace
 
 std::string describeNode(const x::DOMNode& node) {
-  std::string path;
-  // Character data is described by the element that holds it.
-  const x::DOMNode* start = isCharacterData(node) ? node.getParentNode() : &node;
-  for (const x::DOMNode* n = start; n != nullptr && n->getNodeType() == x::DOMNode::ELEMENT_NODE;
-       n = n->getParentNode()) {
-    path = "/" + describe(localName(*n)) + path;
-  }
-  const x::DOMDocument* document = node.getOwnerDocument();
-  std::string uri = document != nullptr ? describe(document->getDocumentURI()) : std::string();
-  return uri.empty() ? path : uri + ": " + path;
+  return opc::util::XercesHelper::describeNode(node);
 }
 
 void throwMalformed(const x::DOMNode& node, const std::string& reason) {
@@ -72,7 +68,7 @@ void throwMalformed(const x::DOMNode& node, const std::string& reason) {
 
 void expectName(const x::DOMElement& element, const char16_t* tag) {
   if (localName(element) != tag) {
-    throwMalformed(element, "expected the element \"" + describe(tag) + "\"");
+    throwMalformed(element, "expected the element \"" + narrow(tag) + "\"");
   }
 }
 
@@ -101,8 +97,7 @@ ustring readText(const x::DOMElement& element) {
     if (isCharacterData(*n)) {
       text += n->getNodeValue();
     } else if (!isIgnorable(*n)) {
-      throwMalformed(*n,
-                     "a text-only element holds the element \"" + describe(localName(*n)) + "\"");
+      throwMalformed(*n, "a text-only element holds the element \"" + narrow(localName(*n)) + "\"");
     }
   }
   return text;
@@ -130,7 +125,7 @@ void ChildCursor::advanceFrom(const x::DOMNode* node) {
   for (; node != nullptr; node = node->getNextSibling()) {
     if (node->getNodeType() == x::DOMNode::ELEMENT_NODE) {
       if (namespaceOf(*node) != namespaceOf(parent_)) {
-        throwMalformed(*node, "the element is in the namespace \"" + describe(namespaceOf(*node)) +
+        throwMalformed(*node, "the element is in the namespace \"" + narrow(namespaceOf(*node)) +
                                   "\", not in its parent's");
       }
       next_ = static_cast<const x::DOMElement*>(node);
@@ -151,10 +146,10 @@ bool ChildCursor::nextIs(const char16_t* tag) const {
 
 const x::DOMElement& ChildCursor::take(const char16_t* tag) {
   if (next_ == nullptr) {
-    throwMalformed(parent_, "the required element \"" + describe(tag) + "\" is missing");
+    throwMalformed(parent_, "the required element \"" + narrow(tag) + "\" is missing");
   }
   if (!nextIs(tag)) {
-    throwMalformed(*next_, "found where the element \"" + describe(tag) + "\" was expected");
+    throwMalformed(*next_, "found where the element \"" + narrow(tag) + "\" was expected");
   }
   const x::DOMElement& taken = *next_;
   advanceFrom(taken.getNextSibling());

@@ -1,5 +1,5 @@
 // A client of the installed library: creates a package, reads it back, extracts it and catches
-// one of its errors by type and identifier. Prints "consumer: ok" when all of that works.
+// two of its errors by type (one by identifier). Prints "consumer: ok" when all of that works.
 #include <algorithm>
 #include <fstream>
 #include <iostream>
@@ -58,6 +58,16 @@ int main(int argc, char** argv) {
     if (e.identifier() != "KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE") {
       return failed("unexpected identifier " + e.identifier());
     }
+  }
+  // So does the binding's error for a malformed configuration manifest.
+  try {
+    std::istringstream manifest("<manifest>");
+    opc::StdIStreamAdaptor stream(manifest);
+    KZFSettings loaded;
+    KZFSettingsSerializer().load(stream, loaded);
+    return failed("loading a malformed manifest did not fail");
+  } catch (const xsd_binder::MalformedDocumentError& e) {
+    if (e.reason().empty()) return failed("the malformed manifest error gives no reason");
   }
   std::cout << "consumer: ok\n";
   return 0;

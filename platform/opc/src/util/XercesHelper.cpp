@@ -669,12 +669,30 @@ void DOMDocumentReleaser::operator()(x::DOMDocument* document) const { document-
 bool XercesErrorHandler::handleError(const x::DOMError& error) {
   if (error.getSeverity() == x::DOMError::DOM_SEVERITY_WARNING) return true;
   const x::DOMLocator* where = error.getLocation();
-  const std::string text = where != nullptr
-                               ? errorText(where->getURI(), where->getLineNumber(),
-                                           where->getColumnNumber(), error.getMessage())
-                               : errorText(nullptr, 0, 0, error.getMessage());
+  const x::DOMNode* node = where != nullptr ? where->getRelatedNode() : nullptr;
+  // A parser's error has a place in the input; a serializer's, the node it could not write.
+  const std::string text =
+      node != nullptr && where->getLineNumber() <= 0
+          ? XercesHelper::describeNode(*node) + ": " + narrow(error.getMessage())
+      : where != nullptr ? errorText(where->getURI(), where->getLineNumber(),
+                                     where->getColumnNumber(), error.getMessage())
+                         : errorText(nullptr, 0, 0, error.getMessage());
   if (message_.empty()) message_ = text;
   throw InvalidXMLDocument(text);
+}
+
+std::string XercesHelper::describeNode(const x::DOMNode& node) {
+  std::string path;
+  // Character data is described by the element that holds it.
+  const bool characters = node.getNodeType() == x::DOMNode::TEXT_NODE ||
+                          node.getNodeType() == x::DOMNode::CDATA_SECTION_NODE;
+  for (const x::DOMNode* n = characters ? node.getParentNode() : &node;
+       n != nullptr && n->getNodeType() == x::DOMNode::ELEMENT_NODE; n = n->getParentNode()) {
+    path = "/" + narrow(n->getLocalName() != nullptr ? n->getLocalName() : n->getNodeName()) + path;
+  }
+  const x::DOMDocument* document = node.getOwnerDocument();
+  const std::string uri = document != nullptr ? narrow(document->getDocumentURI()) : std::string();
+  return uri.empty() ? path : uri + ": " + path;
 }
 
 DOMLSParserPtr XercesHelper::createParser(std::uint64_t maxDocumentSize,
@@ -760,20 +778,22 @@ void XercesHelper::writeDocumentToStream(x::DOMLSSerializer& writer, const x::DO
   output->setEncoding(u"UTF-8");
   ScopedErrorHandler errors(*writer.getDomConfig());
   bool written = false;
+  std::string reason;
   try {
     written = writer.write(&document, output.get());
-  } catch (const x::DOMLSException& e) {
+  } catch (const x::DOMException& e) {
     // Text the serializer cannot write (a lone surrogate, a control character) is thrown as
-    // a Xerces exception, which is not a std::exception: report it as this layer's error.
-    throw InvalidXMLDocument("cannot serialize the XML document: " + narrow(e.getMessage()));
+    // a Xerces exception, which is not a std::exception, after the error was reported to the
+    // handler: report it as this layer's error, with the handler's text, which says more.
+    reason = narrow(e.getMessage());
   } catch (const x::XMLException& e) {
-    throw InvalidXMLDocument("cannot serialize the XML document: " + narrow(e.getMessage()));
+    reason = narrow(e.getMessage());
   }
   // The serializer swallows what its handler throws; the handler kept the reason.
-  if (!written || errors.handler().hasError()) {
-    throw InvalidXMLDocument(
-        "cannot serialize the XML document: " +
-        (errors.handler().hasError() ? errors.handler().getMessage() : "unknown error"));
+  if (errors.handler().hasError()) reason = errors.handler().getMessage();
+  if (!written || !reason.empty()) {
+    throw InvalidXMLDocument("cannot serialize the XML document: " +
+                             (reason.empty() ? std::string("unknown error") : reason));
   }
 }
 

@@ -84,7 +84,8 @@ using DOMLSSerializerPtr = std::unique_ptr<xercesc::DOMLSSerializer, DOMLSSerial
 using DOMDocumentPtr = std::unique_ptr<xercesc::DOMDocument, DOMDocumentReleaser>;
 
 /// Turns errors and fatal errors into opc::model::InvalidXMLDocument whose text names the
-/// document (its system id), the line, the column and the message; warnings are ignored.
+/// document (its system id), the line, the column and the message, or for a serializer's
+/// error the node it could not write (see XercesHelper::describeNode); warnings are ignored.
 /// The first error is also kept, because a serializer swallows what its handler throws:
 /// after a failed write, getMessage() still tells why.
 class OPC_API XercesErrorHandler : public xercesc::DOMErrorHandler {
@@ -187,6 +188,10 @@ class OPC_API XercesHelper {
                                                bool validate, const ustring& namespaceUri,
                                                const ustring& schemaLocation,
                                                const ustring& documentName = u"opcistream");
+
+  /// Where `node` sits, for error texts: the document's URI when it has one, then the path of
+  /// element names from the root, e.g. "opcistream: /manifest/configuration/prefdir".
+  static std::string describeNode(const xercesc::DOMNode& node);
 
   /// Serializes `document` as UTF-8 to `out`. A serializer error throws
   /// opc::model::InvalidXMLDocument; a failing stream's own error passes unchanged.
