@@ -197,12 +197,8 @@ class KZF_EXPORT KZFPackage {
   void checkExtractable(const std::vector<KZFFileEntry>& entries,
                         const opc::model::PartName& manifest) const;
 
-  // Symbolic links: where a link's target lives inside the package, and the link text that
-  // reaches it from the link's own place.
-  ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link);
-  ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
-                                   const ustring& rootPlace);
-  ustring computerSrcRoot(const ustring& source, const ustring& destination);
+  // Symbolic links: the link read and mapped into the package (the mapping itself lives in
+  // the links room), stored as a link part, and its target queued for close.
   void computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData, const ustring& sourceRoot,
                            const ustring& rootPlace, const ustring& source,
                            const ustring& destination, ustring& linkTarget,
