@@ -115,10 +115,14 @@ ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoo
   const fs::path inside = insideTree(targetPath, pathOf(sourceRoot));
   // Outside the packed tree the target is stored at its mirrored place below the package
   // root (/usr/lib/libc.so at usr/lib/libc.so); inside, at its place below the tree's root.
-  const fs::path mapped = inside.empty()           ? targetPath.relative_path()
+  const fs::path mapped = inside.empty()            ? targetPath.relative_path()
                           : inside == fs::path(".") ? pathOf(rootPlace)
                                                     : pathOf(rootPlace) / inside;
   return textOf(withoutTrailingDots(mapped.lexically_normal()));
+}
+
+bool liesInsideTree(const ustring& target, const ustring& sourceRoot) {
+  return !insideTree(pathOf(target), pathOf(sourceRoot)).empty();
 }
 
 ustring computerSrcRoot(const ustring& source, const ustring& destination) {

@@ -21,6 +21,10 @@ ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link
 ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
                                  const ustring& rootPlace);
 
+/// True when the absolute `target` lies inside the tree packed from `sourceRoot` (the root
+/// itself included), as spelled or as the file system resolves the root.
+bool liesInsideTree(const ustring& target, const ustring& sourceRoot);
+
 /// The source folder that corresponds to the package root for `source` packed as
 /// `destination`: the trailing elements the two share are dropped.
 ustring computerSrcRoot(const ustring& source, const ustring& destination);

@@ -17,11 +17,13 @@
 
 #include <boost/filesystem.hpp>
 #include <algorithm>
-#include <utility>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace Quorlith::kzfpackage {
 
@@ -39,6 +41,56 @@ constexpr std::size_t kLinkBufferSize = 16384;
 constexpr std::size_t kQueuedLinkBufferSize = 1024;
 
 fs::path pathOf(const ustring& text) { return fs::path(to_string(text)); }
+ustring textOf(const fs::path& path) { return to_ustring(path.string()); }
+
+/// An entry below an outside folder that a link brings in.
+struct OutsideEntry {
+  fs::path source;
+  bool isLink;
+};
+
+/// Counts into `pulled` what the outside `target` brings in (itself and, for a folder,
+/// everything below it, walked without following links, links that lead nowhere left out)
+/// and lists in `below`, parents first,
+/// what lies below it. False as soon as more than `entriesLeft` entries or `bytesLeft` content
+/// bytes are counted: a link to "/" is refused without walking the disk.
+bool walkOutside(const fs::path& target, std::uint64_t entriesLeft, std::uint64_t bytesLeft,
+                 KZFOutsideTarget& pulled, std::vector<OutsideEntry>& below) {
+  const auto count = [&](const fs::file_status& status, const fs::path& path) {
+    ++pulled.entries;
+    boost::system::error_code error;
+    if (fs::is_regular_file(status)) pulled.bytes += fs::file_size(path, error);
+    return pulled.entries <= entriesLeft && pulled.bytes <= bytesLeft;
+  };
+  boost::system::error_code error;
+  const fs::file_status status = fs::symlink_status(target, error);
+  if (!count(status, target)) return false;
+  if (!fs::is_directory(status)) return true;
+  fs::path entered = target;
+  fs::recursive_directory_iterator it(target, error);
+  for (const fs::recursive_directory_iterator end; !error && it != end; it.increment(error)) {
+    const fs::file_status entry = it->symlink_status(error);
+    if (fs::is_directory(entry)) entered = it->path();
+    // A link there that leads nowhere (dangling, or round a loop) could only come back as one
+    // that leads nowhere, which extraction refuses: it is left out, not the whole package.
+    boost::system::error_code unreachable;
+    if (fs::is_symlink(entry) && !fs::exists(it->path(), unreachable)) continue;
+    below.push_back({it->path(), fs::is_symlink(entry)});
+    if (!count(entry, it->path())) return false;
+  }
+  if (error) {
+    throw DeployedException(KZFPACKAGE_ERROR_ADD_NORMAL_FILE(
+        entered.string(), "cannot read the folder: " + error.message()));
+  }
+  std::sort(below.begin(), below.end(),
+            [](const OutsideEntry& a, const OutsideEntry& b) { return a.source < b.source; });
+  return true;
+}
+
+/// What is left of `bound` after `used`; no bound at all for 0.
+std::uint64_t left(std::uint64_t bound, std::uint64_t used) {
+  return bound == 0 ? UINT64_MAX : bound - std::min(bound, used);
+}
 
 }  // namespace
 
@@ -51,7 +103,8 @@ void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
   // One byte more than the largest text, for the terminator.
   std::string buffer(kLinkBufferSize + 1, '\0');
   long count = reader->readLink(buffer.data(), kLinkBufferSize, metaData);
-  if (count == -1) throw DeployedException(KZFPACKAGE_ERROR_READ_SYMLINK_FILE(describeSource(source)));
+  if (count == -1)
+    throw DeployedException(KZFPACKAGE_ERROR_READ_SYMLINK_FILE(describeSource(source)));
   buffer.resize(static_cast<std::size_t>(count));
   try {
     linkTarget = to_ustring(buffer);
@@ -94,12 +147,18 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
     throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
         describeSource(origin.link),
         error == ELOOP ? "it leads through a loop of links: " + to_string(linkTarget)
-                       : "it leads to nothing (a dangling link): " + to_string(linkTarget) +
-                             ": " + std::strerror(error)));
+                       : "it leads to nothing (a dangling link): " + to_string(linkTarget) + ": " +
+                             std::strerror(error)));
   }
 
   const std::string narrowTarget = to_string(linkTarget), narrowMapped = to_string(mappedTarget),
                     narrowContent = to_string(linkContent);
+  const bool outside = !links::liesInsideTree(linkTarget, origin.sourceRoot);
+  if (outside && createOptions.refuseOutsideLinks) {
+    throw DeployedException(KZFPACKAGE_LINK_LEAVES_TREE(
+        describeSource(source),
+        "it leads to " + narrowTarget + ", and links that leave the tree are refused"));
+  }
   verbose << "===Found symbolic link target info====" << std::endl;
   verbose << "addSymbolicLink: source link target=" << narrowTarget << std::endl;
   verbose << "addSymbolicLink: kzf link target =" << narrowMapped << std::endl;
@@ -130,7 +189,41 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   // The tree's root is always there: nothing to queue for a link to it.
   if (mappedTarget.empty()) return;
   storage->queuedOrigins.emplace(linkTarget, origin);
+  const std::size_t queued = linkedFileList.size();
   addLinkedFileToList(source, destination, linkTarget, mappedTarget, origin.sourceRoot);
+  if (!outside || linkedFileList.size() == queued) return;
+
+  // A target outside the tree is stored at its mirrored place; a folder with everything below
+  // it, walked as a source folder is: the link must not come back leading to an empty folder.
+  // Links below it are stored as links, not followed; their own targets are queued as any
+  // link's are, so what they lead to comes too and the tree round-trips.
+  KZFOutsideTarget pulled{source, linkTarget};
+  std::vector<OutsideEntry> below;
+  const std::uint64_t maxEntries = createOptions.maxOutsideEntries,
+                      maxBytes = createOptions.maxOutsideBytes;
+  if (!walkOutside(pathOf(linkTarget), left(maxEntries, storage->outsideEntries),
+                   left(maxBytes, storage->outsideBytes), pulled, below)) {
+    throw DeployedException(KZFPACKAGE_LINK_LEAVES_TREE(
+        describeSource(source),
+        "what it brings in from " + narrowTarget +
+            " passes the bound on what links bring in from outside, all together (" +
+            (maxEntries == 0 ? std::string() : "entries: " + std::to_string(maxEntries)) +
+            (maxEntries == 0 || maxBytes == 0 ? "" : ", ") +
+            (maxBytes == 0 ? std::string() : "bytes: " + std::to_string(maxBytes)) + ")"));
+  }
+  storage->outsideEntries += pulled.entries;
+  storage->outsideBytes += pulled.bytes;
+  const fs::path top = pathOf(linkTarget), package = pathOf(storage->path),
+                 temporary = storage->physicalPackage.temporaryPath();
+  for (const OutsideEntry& item : below) {
+    // The package being written may lie in the folder brought in: never stored in itself.
+    if (item.source == package || item.source == temporary) continue;
+    const ustring entrySource = textOf(item.source);
+    const ustring entryName = mappedTarget + u"/" + textOf(item.source.lexically_relative(top));
+    if (item.isLink) storage->queuedOrigins.emplace(entrySource, origin);
+    addLinkedFileToList(entrySource, entryName, entrySource, entryName, origin.sourceRoot);
+  }
+  if (createOptions.onOutsideTarget) createOptions.onOutsideTarget(pulled);
 }
 
 void KZFPackage::addLinkedFileToList(const ustring& source, const ustring& destination,

@@ -1,8 +1,6 @@
 // Mapping a symbolic link's target into the package and the link text that reaches it.
 #include <KzfErrorMatchers.hpp>
-
 #include <LinkTargetMapping.hpp>
-
 #include <boost/filesystem.hpp>
 
 namespace kzftest {
@@ -59,8 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<MappingRow>& row) { return row.param.label; });
 
 TEST(LinkTargetMappingTest, SourceRootIsWhatTheDestinationDoesNotRepeat) {
-  EXPECT_EQ(computerSrcRoot(u"/home/u/app/lib/libfoo.so", u"fsroot/lib/libfoo.so"),
-            u"/home/u/app");
+  EXPECT_EQ(computerSrcRoot(u"/home/u/app/lib/libfoo.so", u"fsroot/lib/libfoo.so"), u"/home/u/app");
   EXPECT_EQ(computerSrcRoot(u"relative/l", u"l"),
             fl::i18n::to_ustring((boost::filesystem::current_path() / "relative").string()));
 }
