@@ -50,12 +50,12 @@ struct OutsideEntry {
 };
 
 /// Counts into `pulled` what the outside `target` brings in (itself and, for a folder,
-/// everything below it, walked without following links, links that lead nowhere left out)
-/// and lists in `below`, parents first,
-/// what lies below it. False as soon as more than `entriesLeft` entries or `bytesLeft` content
+/// everything below it, walked without following links; links that lead nowhere and the packed
+/// tree `tree` left out) and lists in `below`, parents first, what lies below it. False as soon as more than `entriesLeft` entries or `bytesLeft` content
 /// bytes are counted: a link to "/" is refused without walking the disk.
-bool walkOutside(const fs::path& target, std::uint64_t entriesLeft, std::uint64_t bytesLeft,
-                 KZFOutsideTarget& pulled, std::vector<OutsideEntry>& below) {
+bool walkOutside(const fs::path& target, const fs::path& tree, std::uint64_t entriesLeft,
+                 std::uint64_t bytesLeft, KZFOutsideTarget& pulled,
+                 std::vector<OutsideEntry>& below) {
   const auto count = [&](const fs::file_status& status, const fs::path& path) {
     ++pulled.entries;
     boost::system::error_code error;
@@ -67,9 +67,16 @@ bool walkOutside(const fs::path& target, std::uint64_t entriesLeft, std::uint64_
   if (!count(status, target)) return false;
   if (!fs::is_directory(status)) return true;
   fs::path entered = target;
+  boost::system::error_code unreadable;
   fs::recursive_directory_iterator it(target, error);
   for (const fs::recursive_directory_iterator end; !error && it != end; it.increment(error)) {
     const fs::file_status entry = it->symlink_status(error);
+    // The packed tree itself, met in a folder above it, is in the package already: it is not
+    // stored a second time at its outside place.
+    if (fs::is_directory(entry) && fs::equivalent(it->path(), tree, unreadable)) {
+      it.disable_recursion_pending();
+      continue;
+    }
     if (fs::is_directory(entry)) entered = it->path();
     // A link there that leads nowhere (dangling, or round a loop) could only come back as one
     // that leads nowhere, which extraction refuses: it is left out, not the whole package.
@@ -201,8 +208,9 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   std::vector<OutsideEntry> below;
   const std::uint64_t maxEntries = createOptions.maxOutsideEntries,
                       maxBytes = createOptions.maxOutsideBytes;
-  if (!walkOutside(pathOf(linkTarget), left(maxEntries, storage->outsideEntries),
-                   left(maxBytes, storage->outsideBytes), pulled, below)) {
+  if (!walkOutside(pathOf(linkTarget), pathOf(origin.sourceRoot),
+                   left(maxEntries, storage->outsideEntries), left(maxBytes, storage->outsideBytes),
+                   pulled, below)) {
     throw DeployedException(KZFPACKAGE_LINK_LEAVES_TREE(
         describeSource(source),
         "what it brings in from " + narrowTarget +
