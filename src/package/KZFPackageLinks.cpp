@@ -1,5 +1,6 @@
-// Symbolic links while creating: mapping link targets into the package, storing links as
-// link parts, and the queue of link targets added when the package is closed.
+// Symbolic links while creating: reading and mapping links, storing them as link parts, the
+// queue of link targets added when the package is closed, and what links bring in from outside
+// the tree they were packed from.
 #include <kzfpackage/KZFPackage.hpp>
 
 #include "KZFPackageStorage.hpp"
