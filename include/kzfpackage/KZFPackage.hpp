@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -53,6 +54,15 @@ struct KZF_EXPORT KZFExtractionBudget {
   std::uint64_t maxFileBytes = 0;
 };
 
+/// What a symbolic link brings into the package from outside the tree it was packed from: its
+/// target and, for a folder, everything below it.
+struct KZFOutsideTarget {
+  ustring link;                ///< the link, as its source path
+  ustring target;              ///< the absolute target outside the tree
+  std::uint64_t entries = 0;   ///< entries stored for it (the target and what a folder holds)
+  std::uint64_t bytes = 0;     ///< content bytes of those entries
+};
+
 /// How a package opened for `Create` is written. The defaults give the behaviour described at
 /// `KZFPackage`; each field is an extension a caller asks for.
 struct KZF_EXPORT KZFCreateOptions {
@@ -65,6 +75,15 @@ struct KZF_EXPORT KZFCreateOptions {
   /// When set, no date the package records (zip headers, entry dates) is later than this many
   /// seconds since the epoch: dates past it are recorded as it.
   std::optional<std::int64_t> latestDate;
+  /// Refuse every symbolic link whose target lies outside the tree it was packed from, instead
+  /// of storing the target (and a folder's contents) at its mirrored place in the package.
+  bool refuseOutsideLinks = false;
+  /// Bounds on what links may bring in from outside their tree, all links together: entries
+  /// and content bytes; 0 means no bound. The link that passes one is refused.
+  std::uint64_t maxOutsideEntries = 0;
+  std::uint64_t maxOutsideBytes = 0;
+  /// Called once for each target outside the tree that a link brings in.
+  std::function<void(const KZFOutsideTarget&)> onOutsideTarget;
 };
 
 /// How a package is opened.
@@ -197,12 +216,8 @@ class KZF_EXPORT KZFPackage {
   void checkExtractable(const std::vector<KZFFileEntry>& entries,
                         const opc::model::PartName& manifest) const;
 
-  // Symbolic links: where a link's target lives inside the package, and the link text that
-  // reaches it from the link's own place.
-  ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link);
-  ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
-                                   const ustring& rootPlace);
-  ustring computerSrcRoot(const ustring& source, const ustring& destination);
+  // Symbolic links: the link read and mapped into the package (the mapping itself lives in
+  // the links room), stored as a link part, and its target queued for close.
   void computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData, const ustring& sourceRoot,
                            const ustring& rootPlace, const ustring& source,
                            const ustring& destination, ustring& linkTarget,

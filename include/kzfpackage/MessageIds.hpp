@@ -98,6 +98,14 @@ KZF_MESSAGE_ID_2(KZFPACKAGE_NAME_NOT_STORABLE)
 KZF_MESSAGE_ID_2(KZFPACKAGE_NAME_TAKEN)
 /// (link source, reason) the link would lead outside the extracted tree or round a loop.
 KZF_MESSAGE_ID_2(KZFPACKAGE_LINK_NOT_STORABLE)
+/// (link source, reason) a link leaves its tree where the create options do not allow it.
+KZF_MESSAGE_ID_2(KZFPACKAGE_LINK_LEAVES_TREE)
+/// (part name, reason) verify: a part does not read back whole.
+KZF_MESSAGE_ID_2(KZFPACKAGE_DAMAGED_PART)
+/// (reason) verify: the file manifest cannot be read, or lists what extraction refuses.
+KZF_MESSAGE_ID_1(KZFPACKAGE_DAMAGED_FILE_MANIFEST)
+/// (reason) verify: the configuration manifest cannot be read.
+KZF_MESSAGE_ID_1(KZFPACKAGE_DAMAGED_SETTINGS)
 /// (source or field, reason) a date or a text the package cannot hold as it is.
 KZF_MESSAGE_ID_2(KZFPACKAGE_VALUE_NOT_STORABLE)
 

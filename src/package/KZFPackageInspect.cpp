@@ -4,6 +4,7 @@
 #include "KZFPackageStorage.hpp"
 
 #include <fl/i18n/DeployedException.hpp>
+#include <kzfpackage/MessageIds.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFSettingsSerializer.hpp>
@@ -12,8 +13,12 @@
 #include <opc/model/URI.hpp>
 
 #include <boost/optional.hpp>
+#include <utility>
 
 namespace Quorlith::kzfpackage {
+
+using fl::i18n::DeployedException;
+using namespace kzf::kzfpackage;
 
 namespace {
 
@@ -91,19 +96,28 @@ std::vector<std::string> KZFPackage::verify() {
       while (in->read(buffer, sizeof buffer) != 0) {
       }
     } catch (const std::exception& e) {
-      problems.push_back("part " + narrow(part.getName().toString()) + ": " + e.what());
+      const DeployedException problem(
+          KZFPACKAGE_DAMAGED_PART(narrow(part.getName().toString()), e.what()));
+      problems.push_back(problem.message());
     }
   }
 
   // A manifest that cannot be found or read is one problem; the check goes on.
-  auto check = [&problems](const char* what, const auto& step) {
+  // Each problem is said through the message catalog, in the user's language.
+  auto check = [&problems](const auto& describe, const auto& step) {
     try {
       step();
     } catch (const std::exception& e) {
-      problems.push_back(std::string(what) + ": " + e.what());
+      problems.push_back(DeployedException(describe(e.what())).message());
     }
   };
-  check("file manifest", [&] {
+  const auto fileManifest = [](std::string reason) {
+    return KZFPACKAGE_DAMAGED_FILE_MANIFEST(std::move(reason));
+  };
+  const auto settingsManifest = [](std::string reason) {
+    return KZFPACKAGE_DAMAGED_SETTINGS(std::move(reason));
+  };
+  check(fileManifest, [&] {
     auto manifestName = relationshipTarget(storage->package, KZF_EXTRACTION_RELATIONSHIP);
     if (!manifestName) return;
     KZFExtractionManager manager;
@@ -112,7 +126,7 @@ std::vector<std::string> KZFPackage::verify() {
     // The same checks extraction makes before it writes: a package verify passes extracts.
     checkExtractable(manager.getEntries(), *manifestName);
   });
-  check("configuration manifest", [&] {
+  check(settingsManifest, [&] {
     auto settingsName =
         relationshipTarget(storage->package, KZF_CONFIGURATION_MANIFEST_RELATIONSHIP);
     if (!settingsName) return;

@@ -3,8 +3,9 @@
 
 #include <sys/stat.h>
 
-#include "../links/PathSafety.hpp"
+#include <PathSafety.hpp>
 
+#include <cstdint>
 #include <fl/i18n/ustring.hpp>
 #include <kzfdatainterfaces/KZFRecordData.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
@@ -46,6 +47,10 @@ struct KZFPackageStorage {
     fl::i18n::ustring link;  ///< the link of the tree that led here, named in refusals
   };
   std::map<fl::i18n::ustring, LinkOrigin> queuedOrigins;
+  /// What links have brought in from outside their tree so far, against the create options'
+  /// bounds.
+  std::uint64_t outsideEntries = 0;
+  std::uint64_t outsideBytes = 0;
 
   /// Equivalence keys of every part name taken, and of every folder above one. Part names are
   /// compared case-insensitively, and no part name may be a folder of another ("/x" and
@@ -57,6 +62,7 @@ struct KZFPackageStorage {
     rules = pathsafety::EntryRules();
     linkSources.clear();
     queuedOrigins.clear();
+    outsideEntries = outsideBytes = 0;
     partKeys = {".meta/manifest.xml", ".meta/filemanifest.xml"};
     partFolderKeys = {".meta"};
   }

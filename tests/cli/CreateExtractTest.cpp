@@ -130,6 +130,36 @@ TEST_F(CreateExtractTest, ExcludedAndSpecialFilesAreLeftOut) {
   EXPECT_GE(entries[5]["compressedSize"].get<int>(), 1000);
 }
 
+// A link leaving the tree brings its target, a folder with its contents, and says so.
+TEST_F(CreateExtractTest, LinksLeavingTheTreeAreReportedBoundedOrRefused) {
+  makeSampleTree();
+  writeFile("zoneinfo/Europe/Paris", "CET");
+  writeFile("zoneinfo/Europe/Rome", "CET");
+  fs::create_symlink("../zoneinfo/Europe", tmp / "src/zone");
+  const std::string link = (tmp / "src/zone").string(),
+                    target = fs::canonical(tmp / "zoneinfo/Europe").string();
+  const KzfRun create = kzf({"create", "app.kzf", "src"});
+  ASSERT_EQ(0, create.status) << describe(create);
+  EXPECT_EQ("kzf: stored from outside the tree: src/zone -> " + target + " (3 entries, 6 bytes)\n",
+            create.err);
+  ASSERT_EQ(0, kzf({"extract", "app.kzf", "out"}).status);
+  EXPECT_EQ(3u, fs::file_size(tmp / "out/zone/Rome"));
+  EXPECT_EQ("", kzf({"create", "--quiet", "--force", "app.kzf", "src"}).err);
+
+  const KzfRun bounded = kzf({"create", "--outside-limit", "2", "b.kzf", "src"});
+  EXPECT_EQ(1, bounded.status) << describe(bounded);
+  EXPECT_EQ(0u, bounded.err.find("kzf: The symbolic link " + link + " leads outside"))
+      << bounded.err;
+  EXPECT_NE(std::string::npos, bounded.err.find("lifts it) [KZFPACKAGE_LINK_LEAVES_TREE]\n"));
+  const KzfRun refused = kzf({"create", "--no-outside", "b.kzf", "src"});
+  EXPECT_EQ(1, refused.status) << describe(refused);
+  EXPECT_EQ("kzf: The symbolic link " + link + " leads outside the packed tree: it leads to " +
+                target +
+                ", and links that leave the tree are refused [KZFPACKAGE_LINK_LEAVES_TREE]\n",
+            refused.err);
+  EXPECT_FALSE(fs::exists(tmp / "b.kzf"));
+}
+
 // The library reads a backslash in a destination as a separator: f\g would come back as f/g.
 TEST_F(CreateExtractTest, SourceNamedWithABackslashIsRefusedNamingIt) {
   makeSampleTree();

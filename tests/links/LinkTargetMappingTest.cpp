@@ -1,58 +1,31 @@
 // Mapping a symbolic link's target into the package and the link text that reaches it.
 #include <KzfErrorMatchers.hpp>
-
-#include <kzfpackage/KZFPackage.hpp>
-
+#include <LinkTargetMapping.hpp>
 #include <boost/filesystem.hpp>
-
-namespace Quorlith::kzfpackage {
-
-/// Reaches the package's private link-mapping operations.
-class KZFPackageTestPeer {
- public:
-  KZFPackageTestPeer() : package_(u"unused.kzf", KZFFileReaderFactory()) {}
-  ustring computePathToMappedLinkTarget(const ustring& target, const ustring& link) {
-    return package_.computePathToMappedLinkTarget(target, link);
-  }
-  ustring mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
-                                   const ustring& rootPlace) {
-    return package_.mapLinkTargetIntoArchive(target, sourceRoot, rootPlace);
-  }
-  ustring computerSrcRoot(const ustring& source, const ustring& destination) {
-    return package_.computerSrcRoot(source, destination);
-  }
-
- private:
-  KZFPackage package_;
-};
-
-}  // namespace Quorlith::kzfpackage
 
 namespace kzftest {
 namespace {
 
-using Quorlith::kzfpackage::KZFPackageTestPeer;
+using namespace Quorlith::kzfpackage::links;
 using fl::i18n::ustring;
 
 TEST(LinkTargetMappingTest, PathToMappedTargetWorkedExamples) {
-  KZFPackageTestPeer peer;
-  EXPECT_EQ(peer.computePathToMappedLinkTarget(u"fsroot/lib/libfoo.so.1", u"fsroot/lib/libfoo.so"),
+  EXPECT_EQ(computePathToMappedLinkTarget(u"fsroot/lib/libfoo.so.1", u"fsroot/lib/libfoo.so"),
             u"libfoo.so.1");
-  EXPECT_EQ(peer.computePathToMappedLinkTarget(u"fsroot/bin/tool", u"fsroot/lib/x/tool-link"),
+  EXPECT_EQ(computePathToMappedLinkTarget(u"fsroot/bin/tool", u"fsroot/lib/x/tool-link"),
             u"../../bin/tool");
-  EXPECT_EQ(peer.computePathToMappedLinkTarget(u"f.txt", u"link"), u"f.txt");
-  EXPECT_EQ(peer.computePathToMappedLinkTarget(u"usr/lib/libc.so", u"app/lib/l"),
+  EXPECT_EQ(computePathToMappedLinkTarget(u"f.txt", u"link"), u"f.txt");
+  EXPECT_EQ(computePathToMappedLinkTarget(u"usr/lib/libc.so", u"app/lib/l"),
             u"../../usr/lib/libc.so");
 }
 
 TEST(LinkTargetMappingTest, AbsoluteArgumentsAreRefusedNamingTargetThenLink) {
-  KZFPackageTestPeer peer;
-  EXPECT_KZF_ERROR_WITH(peer.computePathToMappedLinkTarget(u"/abs/t", u"l"),
+  EXPECT_KZF_ERROR_WITH(computePathToMappedLinkTarget(u"/abs/t", u"l"),
                         "KZFPACKAGE_ERROR_PATH_ABSOLUTE", "/abs/t");
-  EXPECT_KZF_ERROR_WITH(peer.computePathToMappedLinkTarget(u"t", u"/abs/l"),
+  EXPECT_KZF_ERROR_WITH(computePathToMappedLinkTarget(u"t", u"/abs/l"),
                         "KZFPACKAGE_ERROR_PATH_ABSOLUTE", "/abs/l");
   // The identifier's arguments are target then link; the text reads "from link to target".
-  EXPECT_KZF_ERROR_WITH(peer.computePathToMappedLinkTarget(u"target-x", u"/link-y"),
+  EXPECT_KZF_ERROR_WITH(computePathToMappedLinkTarget(u"target-x", u"/link-y"),
                         "KZFPACKAGE_ERROR_PATH_ABSOLUTE", "from /link-y to target-x");
 }
 
@@ -65,8 +38,7 @@ class MapIntoArchiveTest : public ::testing::TestWithParam<MappingRow> {};
 
 // The tree /home/u/app is packed at rootPlace; where does each target live in the package?
 TEST_P(MapIntoArchiveTest, PlacesTheTargetInThePackage) {
-  KZFPackageTestPeer peer;
-  EXPECT_EQ(peer.mapLinkTargetIntoArchive(GetParam().target, u"/home/u/app", GetParam().rootPlace),
+  EXPECT_EQ(mapLinkTargetIntoArchive(GetParam().target, u"/home/u/app", GetParam().rootPlace),
             GetParam().expected);
 }
 
@@ -85,10 +57,8 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<MappingRow>& row) { return row.param.label; });
 
 TEST(LinkTargetMappingTest, SourceRootIsWhatTheDestinationDoesNotRepeat) {
-  KZFPackageTestPeer peer;
-  EXPECT_EQ(peer.computerSrcRoot(u"/home/u/app/lib/libfoo.so", u"fsroot/lib/libfoo.so"),
-            u"/home/u/app");
-  EXPECT_EQ(peer.computerSrcRoot(u"relative/l", u"l"),
+  EXPECT_EQ(computerSrcRoot(u"/home/u/app/lib/libfoo.so", u"fsroot/lib/libfoo.so"), u"/home/u/app");
+  EXPECT_EQ(computerSrcRoot(u"relative/l", u"l"),
             fl::i18n::to_ustring((boost::filesystem::current_path() / "relative").string()));
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <vector>
 
 #include "Interrupt.hpp"
 #include "Messages.hpp"
@@ -105,6 +106,37 @@ std::string ratioText(const kzfpkg::KZFEntryInfo& info) {
   return std::to_string(100 - (info.compressedSize * 100 + info.size - 1) / info.size) + "%";
 }
 
+/// Says on standard error what links brought in from outside the tree: one line per target,
+/// or one summary line when there are many.
+void reportOutside(const std::vector<kzfpkg::KZFOutsideTarget>& pulled,
+                   const std::map<fl::i18n::ustring, std::string>& linkNames) {
+  constexpr std::size_t kMostLines = 10;
+  if (pulled.size() > kMostLines) {
+    std::uint64_t entries = 0, bytes = 0;
+    for (const kzfpkg::KZFOutsideTarget& target : pulled) {
+      entries += target.entries;
+      bytes += target.bytes;
+    }
+    std::cerr << "kzf: "
+              << tr("stored from outside the tree through symbolic links: {0} targets, {1} "
+                    "entries, {2} bytes",
+                    {std::to_string(pulled.size()), std::to_string(entries), std::to_string(bytes)})
+              << '\n';
+    return;
+  }
+  for (const kzfpkg::KZFOutsideTarget& target : pulled) {
+    const auto named = linkNames.find(target.link);
+    std::cerr << "kzf: "
+              << trPlural("stored from outside the tree: {0} -> {1} ({2} entry, {3} bytes)",
+                          "stored from outside the tree: {0} -> {1} ({2} entries, {3} bytes)",
+                          target.entries,
+                          {named != linkNames.end() ? named->second : to_string(target.link),
+                           to_string(target.target), std::to_string(target.entries),
+                           std::to_string(target.bytes)})
+              << '\n';
+  }
+}
+
 }  // namespace
 
 int runCreate(const CreateOptions& options) {
@@ -143,6 +175,13 @@ int runCreate(const CreateOptions& options) {
   createOptions.replaceOnClose = true;
   createOptions.compressionLevel = options.level;
   createOptions.latestDate = latestDate;
+  createOptions.refuseOutsideLinks = options.noOutside;
+  createOptions.maxOutsideEntries = options.outsideEntries;
+  createOptions.maxOutsideBytes = options.outsideBytes;
+  std::vector<kzfpkg::KZFOutsideTarget> pulled;
+  createOptions.onOutsideTarget = [&pulled](const kzfpkg::KZFOutsideTarget& target) {
+    pulled.push_back(target);
+  };
   package.setCreateOptions(createOptions);
   // The new package is written to a temporary file beside the old one, which stays whole at
   // its path until close renames the new one over it; an interruption removes the new one.
@@ -156,10 +195,18 @@ int runCreate(const CreateOptions& options) {
     properties.description = to_ustring(options.description);
     package.setOPCCoreProperties(properties);
   }
-  package.addFileListToKZF(sources.files);
-  package.close();
+  try {
+    package.addFileListToKZF(sources.files);
+    package.close();
+  } catch (const fl::i18n::DeployedException& e) {
+    if (options.noOutside || e.identifier() != "KZFPACKAGE_LINK_LEAVES_TREE") throw;
+    throw ToolError(e.identifier(), std::string(e.what()) + " " +
+                                        tr("(--outside-limit and --outside-size-limit raise the "
+                                           "bound, --no-outside-limit lifts it)"));
+  }
   cleanup.release();
   progress.finish();
+  if (!options.quiet) reportOutside(pulled, sources.linkNames);
   return kSuccess;
 }
 

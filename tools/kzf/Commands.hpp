@@ -1,6 +1,7 @@
 // The kzf commands: each opens one package through the library and reports on `out`.
 #pragma once
 
+#include <cstdint>
 #include <ostream>
 #include <string>
 
@@ -26,6 +27,10 @@ struct CreateOptions {
   bool force = false;  ///< replace an existing package
   bool quiet = false;  ///< no progress line
   int level = -1;      ///< compression level 0 to 9; -1: the library's default
+  bool noOutside = false;  ///< refuse links that leave the tree
+  /// Bounds on what links bring in from outside the tree (entries, content bytes); 0: none.
+  std::uint64_t outsideEntries = 10000;
+  std::uint64_t outsideBytes = std::uint64_t{1} << 30;
 };
 
 /// What "kzf list" shows.

@@ -177,7 +177,10 @@ class Collector {
                              special_.size(), {names}));
   }
 
-  SourceList take() { return std::move(list_); }
+  SourceList take() {
+    list_.linkNames = std::move(links_);
+    return std::move(list_);
+  }
 
  private:
   const SourceOptions& options_;

@@ -42,6 +42,8 @@ struct SourceList {
   std::vector<DanglingLink> skipped;
   /// The FIFOs, sockets and devices left out, as the user named them.
   std::vector<std::string> skippedSpecial;
+  /// The symbolic links among the sources (keys of `files`), as the user named them.
+  std::map<fl::i18n::ustring, std::string> linkNames;
 };
 
 /// Collects every source of `options`. A folder is walked without following links: what it

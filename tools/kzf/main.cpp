@@ -5,6 +5,7 @@
 #include <fl/i18n/DeployedException.hpp>
 #include <iostream>
 #include <kzfpackage/Version.hpp>
+#include <map>
 
 #include "Commands.hpp"
 #include "Messages.hpp"
@@ -100,6 +101,23 @@ struct CommandLine {
         ->allow_extra_args(false);
     create->add_flag("--skip-special", createOptions.sources.skipSpecial,
                      tr("Leave out FIFOs, sockets and devices (with a warning)."));
+    create->add_flag("--no-outside", createOptions.noOutside,
+                     tr("Refuse symbolic links that lead outside the tree (by default their "
+                        "targets are stored too, a folder with its contents)."));
+    create
+        ->add_option("--outside-limit", createOptions.outsideEntries,
+                     tr("Most entries links may bring in from outside the tree (default 10000)."))
+        ->type_name("N");
+    create
+        ->add_option("--outside-size-limit", createOptions.outsideBytes,
+                     tr("Most bytes links may bring in from outside the tree, e.g. 500M "
+                        "(default 1G)."))
+        ->type_name("SIZE")
+        ->transform(CLI::AsSizeValue(false).description(""));
+    create->add_flag_callback(
+        "--no-outside-limit",
+        [this] { createOptions.outsideEntries = createOptions.outsideBytes = 0; },
+        tr("No bound on what links bring in from outside the tree."));
     for (int level = 0; level <= 9; ++level) {
       create->add_flag_callback(
           "-" + std::to_string(level), [this, level] { createOptions.level = level; },
@@ -129,6 +147,20 @@ struct CommandLine {
 
     verify = app.add_subcommand("verify", tr("Check a package's parts and manifests."));
     verify->add_option("PACKAGE", package, tr("The package file."))->required();
+
+    // The type words the help shows beside a value (TEXT, INT, ...) in the user's language.
+    const std::map<std::string, std::string> typeWords = {
+        {"CHAR", tr("CHAR")},   {"INT", tr("INT")},        {"UINT", tr("UINT")},
+        {"FLOAT", tr("FLOAT")}, {"ENUM", tr("ENUM")},      {"BOOLEAN", tr("BOOLEAN")},
+        {"TEXT", tr("TEXT")},   {"COMPLEX", tr("COMPLEX")}};
+    for (CLI::App* command : {&app, create, extract, list, settings, verify}) {
+      // A command's own help flag was made before the group's name was set.
+      if (CLI::Option* help = command->get_help_ptr()) help->group(tr("Options"));
+      for (CLI::Option* option : command->get_options()) {
+        const auto word = typeWords.find(option->get_type_name());
+        if (word != typeWords.end()) option->type_name(word->second);
+      }
+    }
   }
 
   /// The usage line of the command that was named, or of kzf itself.

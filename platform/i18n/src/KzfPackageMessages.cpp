@@ -56,6 +56,11 @@ constexpr MessageText kMessages[] = {
     {"KZFPACKAGE_NAME_TAKEN", N_("Cannot add {0}: its place in the package is taken: {1}")},
     {"KZFPACKAGE_LINK_NOT_STORABLE",
      N_("Cannot add the symbolic link {0}: it could not be extracted again: {1}")},
+    {"KZFPACKAGE_LINK_LEAVES_TREE",
+     N_("The symbolic link {0} leads outside the packed tree: {1}")},
+    {"KZFPACKAGE_DAMAGED_PART", N_("part {0}: {1}")},
+    {"KZFPACKAGE_DAMAGED_FILE_MANIFEST", N_("file manifest: {0}")},
+    {"KZFPACKAGE_DAMAGED_SETTINGS", N_("configuration manifest: {0}")},
     {"KZFPACKAGE_VALUE_NOT_STORABLE", N_("Cannot store {0} in the package: {1}")},
 };
 

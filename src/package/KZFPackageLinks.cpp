@@ -1,8 +1,11 @@
-// Symbolic links while creating: mapping link targets into the package, storing links as
-// link parts, and the queue of link targets added when the package is closed.
+// Symbolic links while creating: reading and mapping links, storing them as link parts, the
+// queue of link targets added when the package is closed, and what links bring in from outside
+// the tree they were packed from.
 #include <kzfpackage/KZFPackage.hpp>
 
-#include "../package/KZFPackageStorage.hpp"
+#include "KZFPackageStorage.hpp"
+
+#include <LinkTargetMapping.hpp>
 
 #include <fl/i18n/DeployedException.hpp>
 #include <fl/i18n/Describe.hpp>
@@ -17,9 +20,12 @@
 #include <boost/filesystem.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace Quorlith::kzfpackage {
 
@@ -39,111 +45,63 @@ constexpr std::size_t kQueuedLinkBufferSize = 1024;
 fs::path pathOf(const ustring& text) { return fs::path(to_string(text)); }
 ustring textOf(const fs::path& path) { return to_ustring(path.string()); }
 
-/// The elements of `path` from `from` to its end, joined again.
-fs::path joinRest(fs::path::iterator from, fs::path::iterator end) {
-  fs::path rest;
-  for (; from != end; ++from) rest /= *from;
-  return rest;
-}
+/// An entry below an outside folder that a link brings in.
+struct OutsideEntry {
+  fs::path source;
+  bool isLink;
+};
 
-/// Advances both iterators past their common leading elements (exact comparison).
-void skipCommon(fs::path::iterator& a, fs::path::iterator aEnd, fs::path::iterator& b,
-                fs::path::iterator bEnd) {
-  while (a != aEnd && b != bEnd && a->string() == b->string()) {
-    ++a;
-    ++b;
-  }
-}
-
-/// The path without trailing "." elements (a trailing "/" iterates as one).
-fs::path withoutTrailingDots(fs::path path) {
-  while (path.filename() == ".") path = path.parent_path();
-  return path;
-}
-
-/// The absolute link target `target` resolved on disk the way the kernel resolves it: one
-/// element at a time, each folder link followed before a ".." after it is applied, so that
-/// "d/../x" with d a link to a folder names the x beside d's target, not the x beside d. Text
-/// normalisation would take the other x, a different file of the same name. The last element
-/// stays as it is (a link to a link is a link) unless it is "." or ".." or the target ends in
-/// "/", which name a folder. What does not exist is normalised as text.
-fs::path resolveLikeTheKernel(const fs::path& target) {
+/// Counts into `pulled` what the outside `target` brings in (itself and, for a folder,
+/// everything below it, walked without following links; links that lead nowhere and the packed
+/// tree `tree` left out) and lists in `below`, parents first, what lies below it. False as soon as more than `entriesLeft` entries or `bytesLeft` content
+/// bytes are counted: a link to "/" is refused without walking the disk.
+bool walkOutside(const fs::path& target, const fs::path& tree, std::uint64_t entriesLeft,
+                 std::uint64_t bytesLeft, KZFOutsideTarget& pulled,
+                 std::vector<OutsideEntry>& below) {
+  const auto count = [&](const fs::file_status& status, const fs::path& path) {
+    ++pulled.entries;
+    boost::system::error_code error;
+    if (fs::is_regular_file(status)) pulled.bytes += fs::file_size(path, error);
+    return pulled.entries <= entriesLeft && pulled.bytes <= bytesLeft;
+  };
   boost::system::error_code error;
-  const fs::path last = target.filename();
-  if (last == "." || last == ".." || last.empty()) {
-    const fs::path folder = fs::weakly_canonical(target, error);
-    return withoutTrailingDots(error ? target.lexically_normal() : folder);
+  const fs::file_status status = fs::symlink_status(target, error);
+  if (!count(status, target)) return false;
+  if (!fs::is_directory(status)) return true;
+  fs::path entered = target;
+  boost::system::error_code unreadable;
+  fs::recursive_directory_iterator it(target, error);
+  for (const fs::recursive_directory_iterator end; !error && it != end; it.increment(error)) {
+    const fs::file_status entry = it->symlink_status(error);
+    // The packed tree itself, met in a folder above it, is in the package already: it is not
+    // stored a second time at its outside place.
+    if (fs::is_directory(entry) && fs::equivalent(it->path(), tree, unreadable)) {
+      it.disable_recursion_pending();
+      continue;
+    }
+    if (fs::is_directory(entry)) entered = it->path();
+    // A link there that leads nowhere (dangling, or round a loop) could only come back as one
+    // that leads nowhere, which extraction refuses: it is left out, not the whole package.
+    boost::system::error_code unreachable;
+    if (fs::is_symlink(entry) && !fs::exists(it->path(), unreachable)) continue;
+    below.push_back({it->path(), fs::is_symlink(entry)});
+    if (!count(entry, it->path())) return false;
   }
-  const fs::path folder = fs::weakly_canonical(target.parent_path(), error);
-  return withoutTrailingDots(error ? target.parent_path().lexically_normal() : folder) / last;
-}
-
-/// `path` below `root` when it lies inside it, decided element by element: a sibling whose
-/// name merely starts with the root's name ("/opt/app-data" beside "/opt/app") is outside,
-/// though a text search would find the root in it. "." for the root itself; empty outside.
-fs::path below(const fs::path& path, const fs::path& root) {
-  const fs::path relative = path.lexically_relative(root);
-  if (relative.empty() || *relative.begin() == "..") return fs::path();
-  return relative;
-}
-
-/// `target` below the tree's `root`, as given or as the file system resolves it (the root may
-/// be reached through a link); empty when the target lies outside the tree.
-fs::path insideTree(const fs::path& target, const fs::path& root) {
-  fs::path inside = below(target, root.lexically_normal());
-  if (!inside.empty()) return inside;
-  boost::system::error_code error;
-  const fs::path real = fs::canonical(root, error);
-  return error ? fs::path() : below(target, real);
-}
-
-/// The packed tree's root on disk and its place in the package, for a source packed under
-/// `destination`: the trailing elements the two paths share are dropped from both.
-std::pair<fs::path, fs::path> treeRoots(const fs::path& source, const fs::path& destination) {
-  fs::path root = source, place = destination;
-  while (!root.empty() && !place.empty() && root.filename() == place.filename()) {
-    root = root.parent_path();
-    place = place.parent_path();
+  if (error) {
+    throw DeployedException(KZFPACKAGE_ERROR_ADD_NORMAL_FILE(
+        entered.string(), "cannot read the folder: " + error.message()));
   }
-  return {root, place};
+  std::sort(below.begin(), below.end(),
+            [](const OutsideEntry& a, const OutsideEntry& b) { return a.source < b.source; });
+  return true;
+}
+
+/// What is left of `bound` after `used`; no bound at all for 0.
+std::uint64_t left(std::uint64_t bound, std::uint64_t used) {
+  return bound == 0 ? UINT64_MAX : bound - std::min(bound, used);
 }
 
 }  // namespace
-
-ustring KZFPackage::computePathToMappedLinkTarget(const ustring& target, const ustring& link) {
-  const fs::path targetPath = pathOf(target), linkPath = pathOf(link);
-  if (targetPath.has_root_directory() || linkPath.has_root_directory()) {
-    throw DeployedException(KZFPACKAGE_ERROR_PATH_ABSOLUTE(to_string(target), to_string(link)));
-  }
-  auto targetIt = targetPath.begin(), linkIt = linkPath.begin();
-  skipCommon(targetIt, targetPath.end(), linkIt, linkPath.end());
-  fs::path rest = joinRest(targetIt, targetPath.end());
-  fs::path linkRest = joinRest(linkIt, linkPath.end());
-  // One "../" for every folder level of the link below the common part.
-  while (!linkRest.parent_path().empty()) {
-    rest = fs::path("..") / rest;
-    linkRest = linkRest.parent_path();
-  }
-  return textOf(rest);
-}
-
-ustring KZFPackage::mapLinkTargetIntoArchive(const ustring& target, const ustring& sourceRoot,
-                                             const ustring& rootPlace) {
-  const fs::path targetPath = pathOf(target);
-  if (!targetPath.has_root_directory()) return target;
-  const fs::path inside = insideTree(targetPath, pathOf(sourceRoot));
-  // Outside the packed tree the target is stored at its mirrored place below the package
-  // root (/usr/lib/libc.so at usr/lib/libc.so); inside, at its place below the tree's root.
-  const fs::path mapped = inside.empty()           ? targetPath.relative_path()
-                          : inside == fs::path(".") ? pathOf(rootPlace)
-                                                    : pathOf(rootPlace) / inside;
-  return textOf(withoutTrailingDots(mapped.lexically_normal()));
-}
-
-ustring KZFPackage::computerSrcRoot(const ustring& source, const ustring& destination) {
-  const fs::path absolute = fs::absolute(pathOf(source), fs::current_path());
-  return textOf(treeRoots(absolute, pathOf(destination)).first);
-}
 
 void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
                                      const ustring& sourceRoot, const ustring& rootPlace,
@@ -166,32 +124,10 @@ void KZFPackage::computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
         std::string("its target text is not valid in the process encoding: ") + e.what()));
   }
 
-  const fs::path linkFolder = fs::absolute(pathOf(source), fs::current_path()).parent_path();
-  // A dangling link is mapped like any other: its missing target is queued, and adding that
-  // at close fails as for any missing source.
-  fs::path resolved = resolveLikeTheKernel(fs::absolute(pathOf(linkTarget), linkFolder));
-  // Inside the tree the target keeps the root's own spelling, so that it matches the sources
-  // listed under that spelling when the root is reached through a link.
-  const fs::path root = pathOf(sourceRoot);
-  if (const fs::path inside = insideTree(resolved, root); !inside.empty()) {
-    resolved = inside == fs::path(".") ? root : root / inside;
-  }
-  if (!resolved.has_root_directory()) {
-    throw DeployedException(KZFPACKAGE_ERROR_PATH_RELATIVE(resolved.string()));
-  }
-  linkTarget = textOf(resolved);
-  mappedTarget = mapLinkTargetIntoArchive(linkTarget, sourceRoot, rootPlace);
-  // The link's own place, without the one leading "/" a name may have.
-  ustring place = destination;
-  if (!place.empty() && place.front() == u'/') place.erase(0, 1);
-  if (pathOf(mappedTarget) == pathOf(place)) {
-    // A link to itself stays one: its own name, not the empty text of no elements left.
-    linkContent = textOf(pathOf(place).filename());
-  } else {
-    linkContent = computePathToMappedLinkTarget(mappedTarget, place);
-    // The package root seen from a link in it.
-    if (linkContent.empty()) linkContent = u".";
-  }
+  links::MappedLink mapped = links::mapLink(linkTarget, source, sourceRoot, rootPlace, destination);
+  linkTarget = std::move(mapped.target);
+  mappedTarget = std::move(mapped.mapped);
+  linkContent = std::move(mapped.content);
 }
 
 void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
@@ -204,9 +140,8 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
       queued != storage->queuedOrigins.end()) {
     origin = queued->second;
   } else {
-    const auto [root, rootPlace] =
-        treeRoots(fs::absolute(pathOf(source), fs::current_path()), pathOf(destination));
-    origin = {textOf(root), textOf(rootPlace.relative_path()), source};
+    const auto [root, rootPlace] = links::treeRootAndPlace(source, destination);
+    origin = {root, rootPlace, source};
   }
   ustring linkTarget, mappedTarget, linkContent;
   computeKZFLinkPaths(record.getMetaData(), origin.sourceRoot, origin.rootPlace, source,
@@ -222,12 +157,18 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
     throw DeployedException(KZFPACKAGE_LINK_NOT_STORABLE(
         fl::i18n::describe(origin.link),
         error == ELOOP ? "it leads through a loop of links: " + to_string(linkTarget)
-                       : "it leads to nothing (a dangling link): " + to_string(linkTarget) +
-                             ": " + std::strerror(error)));
+                       : "it leads to nothing (a dangling link): " + to_string(linkTarget) + ": " +
+                             std::strerror(error)));
   }
 
   const std::string narrowTarget = to_string(linkTarget), narrowMapped = to_string(mappedTarget),
                     narrowContent = to_string(linkContent);
+  const bool outside = !links::liesInsideTree(linkTarget, origin.sourceRoot);
+  if (outside && createOptions.refuseOutsideLinks) {
+    throw DeployedException(KZFPACKAGE_LINK_LEAVES_TREE(
+        fl::i18n::describe(source),
+        "it leads to " + narrowTarget + ", and links that leave the tree are refused"));
+  }
   verbose << "===Found symbolic link target info====" << std::endl;
   verbose << "addSymbolicLink: source link target=" << narrowTarget << std::endl;
   verbose << "addSymbolicLink: kzf link target =" << narrowMapped << std::endl;
@@ -258,7 +199,42 @@ void KZFPackage::addSymbolicLink(const ustring& source, KZFRecordData& record) {
   // The tree's root is always there: nothing to queue for a link to it.
   if (mappedTarget.empty()) return;
   storage->queuedOrigins.emplace(linkTarget, origin);
+  const std::size_t queued = linkedFileList.size();
   addLinkedFileToList(source, destination, linkTarget, mappedTarget, origin.sourceRoot);
+  if (!outside || linkedFileList.size() == queued) return;
+
+  // A target outside the tree is stored at its mirrored place; a folder with everything below
+  // it, walked as a source folder is: the link must not come back leading to an empty folder.
+  // Links below it are stored as links, not followed; their own targets are queued as any
+  // link's are, so what they lead to comes too and the tree round-trips.
+  KZFOutsideTarget pulled{source, linkTarget};
+  std::vector<OutsideEntry> below;
+  const std::uint64_t maxEntries = createOptions.maxOutsideEntries,
+                      maxBytes = createOptions.maxOutsideBytes;
+  if (!walkOutside(pathOf(linkTarget), pathOf(origin.sourceRoot),
+                   left(maxEntries, storage->outsideEntries), left(maxBytes, storage->outsideBytes),
+                   pulled, below)) {
+    throw DeployedException(KZFPACKAGE_LINK_LEAVES_TREE(
+        fl::i18n::describe(source),
+        "what it brings in from " + narrowTarget +
+            " passes the bound on what links bring in from outside, all together (" +
+            (maxEntries == 0 ? std::string() : "entries: " + std::to_string(maxEntries)) +
+            (maxEntries == 0 || maxBytes == 0 ? "" : ", ") +
+            (maxBytes == 0 ? std::string() : "bytes: " + std::to_string(maxBytes)) + ")"));
+  }
+  storage->outsideEntries += pulled.entries;
+  storage->outsideBytes += pulled.bytes;
+  const fs::path top = pathOf(linkTarget), package = pathOf(storage->path),
+                 temporary = storage->physicalPackage.temporaryPath();
+  for (const OutsideEntry& item : below) {
+    // The package being written may lie in the folder brought in: never stored in itself.
+    if (item.source == package || item.source == temporary) continue;
+    const ustring entrySource = textOf(item.source);
+    const ustring entryName = mappedTarget + u"/" + textOf(item.source.lexically_relative(top));
+    if (item.isLink) storage->queuedOrigins.emplace(entrySource, origin);
+    addLinkedFileToList(entrySource, entryName, entrySource, entryName, origin.sourceRoot);
+  }
+  if (createOptions.onOutsideTarget) createOptions.onOutsideTarget(pulled);
 }
 
 void KZFPackage::addLinkedFileToList(const ustring& source, const ustring& destination,
