@@ -3,7 +3,7 @@
 
 #include <sys/stat.h>
 
-#include "../links/PathSafety.hpp"
+#include <PathSafety.hpp>
 
 #include <fl/i18n/ustring.hpp>
 #include <kzfdatainterfaces/KZFRecordData.hpp>
