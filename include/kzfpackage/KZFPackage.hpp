@@ -86,6 +86,30 @@ struct KZF_EXPORT KZFCreateOptions {
   std::function<void(const KZFOutsideTarget&)> onOutsideTarget;
 };
 
+/// What an extraction does where a name of the package already exists below its root. A folder
+/// where the package has a folder is never a conflict.
+enum class KZFExistingNames {
+  /// As `extract(root)` always did: a file replaces what is there, a link over a taken name
+  /// fails when it is reached, after the entries before it were written.
+  Unchecked,
+  /// Any entry whose name exists refuses the extraction before anything is written.
+  Refuse,
+  /// Files and links of the package replace the files and links there (written beside them and
+  /// renamed over them, never through them); other names there are left alone. A folder where
+  /// the package has a file or a link, or the reverse, refuses the extraction before anything
+  /// is written.
+  Replace
+};
+
+/// What one `extract` writes. The defaults give `extract(root)`.
+struct KZF_EXPORT KZFExtractionOptions {
+  KZFExistingNames existing = KZFExistingNames::Unchecked;
+  /// When not empty, only these entries (a folder with everything below it), the entries their
+  /// links lead to and the folders above them are extracted. A name that is no entry of the
+  /// package refuses the extraction before anything is written.
+  std::vector<ustring> only;
+};
+
 /// How a package is opened.
 enum KZFOpenMode {
   Read = 0,   ///< open an existing package for reading and extraction
@@ -175,6 +199,9 @@ class KZF_EXPORT KZFPackage {
   /// anything touches the disk, folders are reached without following links, and each file is
   /// written under a temporary name and renamed over its destination.
   void extract(const ustring& root);
+  /// Extracts as `extract(root)` does, with `options` deciding which entries are written and
+  /// what happens to names that already exist below `root`.
+  void extract(const ustring& root, const KZFExtractionOptions& options);
   /// Sets how later `Create` opens write the package (the defaults until set).
   void setCreateOptions(const KZFCreateOptions& options);
   /// While the package is open for `Create`: the temporary file the new package is being
@@ -210,7 +237,6 @@ class KZF_EXPORT KZFPackage {
   bool lastWriteTime(const std::string& source, std::time_t& written) const;
   void serializeExtractionManager();
 
-  void extractWithExtractionManager(const ustring& root, const opc::model::PartName& manifest);
   /// Applies every check extraction makes before it writes (names, kinds, parts, links);
   /// throws std::runtime_error naming the first entry that fails.
   void checkExtractable(const std::vector<KZFFileEntry>& entries,

@@ -88,8 +88,8 @@ KZF_MESSAGE_ID_0(KZFPACKAGE_WARNING_PLATFORM_DIFFERENT)
 KZF_MESSAGE_ID_1(KZFPACKAGE_ERROR_READ_ZERO_LENGTH_FILE)
 /// (link target) the target's place is taken by a different, existing, ordinary file.
 KZF_MESSAGE_ID_1(KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE)
-/// The missing extraction root could not be created.
-KZF_MESSAGE_ID_0(KZFPACKAGE_ERROR_CREATING_EXTRACTION_DIR)
+/// (extraction root, reason) the missing extraction root could not be created.
+KZF_MESSAGE_ID_2(KZFPACKAGE_ERROR_CREATING_EXTRACTION_DIR)
 /// (reason) the settings' references do not resolve.
 KZF_MESSAGE_ID_1(KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES)
 /// (source, reason) the destination name is one an extraction could not re-create.
@@ -108,6 +108,10 @@ KZF_MESSAGE_ID_1(KZFPACKAGE_DAMAGED_FILE_MANIFEST)
 KZF_MESSAGE_ID_1(KZFPACKAGE_DAMAGED_SETTINGS)
 /// (source or field, reason) a date or a text the package cannot hold as it is.
 KZF_MESSAGE_ID_2(KZFPACKAGE_VALUE_NOT_STORABLE)
+/// (extraction root, count, the first names) names of the package exist in the root already.
+KZF_MESSAGE_ID_3(KZFPACKAGE_EXTRACTION_CONFLICT)
+/// (name) a name asked for is no entry of the package.
+KZF_MESSAGE_ID_1(KZFPACKAGE_NO_SUCH_ENTRY)
 
 }  // namespace kzf::kzfpackage
 

@@ -1,7 +1,7 @@
 // The file manifest's namespace and the schema text every loaded manifest is validated against.
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 
-#include "KZFSchemaHost.hpp"
+#include <KZFSchemaHost.hpp>
 
 #define KZF_FILEMANIFEST_NAMESPACE KZF_SCHEMA_HOST "/velmor/compiler/2011/fileManifest"
 

@@ -2,7 +2,7 @@
 #include <kzfpackage/KZFPackage.hpp>
 
 #include "KZFPackageStorage.hpp"
-#include "../filemanifest/KZFSchemaHost.hpp"
+#include <KZFSchemaHost.hpp>
 
 #include <fl/i18n/DeployedException.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>

@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "Usage: kzf create [OPTIONS] PACKAGE [SOURCE...]"},
         UsageCase{"ExtractWithoutFolder",
                   {"extract", "a.kzf"},
-                  "Usage: kzf extract [OPTIONS] PACKAGE DIR"},
+                  "Usage: kzf extract [OPTIONS] PACKAGE DIR [NAME...]"},
         UsageCase{
             "UnknownOption", {"list", "--colour", "a.kzf"}, "Usage: kzf list [OPTIONS] PACKAGE"},
         UsageCase{"RemovedVerifyJson",

@@ -210,11 +210,16 @@ int runCreate(const CreateOptions& options) {
   return kSuccess;
 }
 
-int runExtract(const std::string& path, const std::string& directory, bool quiet) {
+int runExtract(const std::string& path, const std::string& directory,
+               const ExtractOptions& options) {
   ProgressLine progress(stderr);  // declared first: it must outlive the package reporting to it
   const auto package = openForRead(path);
-  if (ProgressLine::wanted(quiet)) package->setProgressObserver(&progress);
-  package->extract(to_ustring(directory));
+  if (ProgressLine::wanted(options.quiet)) package->setProgressObserver(&progress);
+  kzfpkg::KZFExtractionOptions extraction;
+  extraction.existing =
+      options.overwrite ? kzfpkg::KZFExistingNames::Replace : kzfpkg::KZFExistingNames::Refuse;
+  for (const std::string& name : options.names) extraction.only.push_back(to_ustring(name));
+  package->extract(to_ustring(directory), extraction);
   package->close();
   progress.finish();
   return kSuccess;

@@ -42,8 +42,17 @@ struct ListOptions {
 
 /// Writes a new package from the sources in one addFileListToKZF call.
 int runCreate(const CreateOptions& options);
-/// Extracts a package below `directory`.
-int runExtract(const std::string& package, const std::string& directory, bool quiet);
+/// What "kzf extract" writes.
+struct ExtractOptions {
+  bool overwrite = false;          ///< files and links replace those there (else: refused)
+  std::vector<std::string> names;  ///< only these entries (and what their links need)
+  bool quiet = false;
+};
+
+/// Extracts a package below `directory`. Names of the package already there refuse it before
+/// anything is written, unless `overwrite`.
+int runExtract(const std::string& package, const std::string& directory,
+               const ExtractOptions& options);
 /// Lists the names of a package's entries (see ListOptions).
 int runList(const std::string& package, const ListOptions& options, std::ostream& out);
 /// Prints the settings of a package, or of a folder a package was extracted to.

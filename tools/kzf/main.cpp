@@ -42,7 +42,7 @@ struct CommandLine {
   CreateOptions createOptions;
   std::string package;
   std::string directory;
-  bool quiet = false;
+  ExtractOptions extractOptions;
   ListOptions listOptions;
   bool asJson = false;
 
@@ -129,7 +129,11 @@ struct CommandLine {
     extract = app.add_subcommand("extract", tr("Extract a package into a folder."));
     extract->add_option("PACKAGE", package, tr("The package file."))->required();
     extract->add_option("DIR", directory, tr("The folder to extract into."))->required();
-    extract->add_flag("--quiet", quiet, tr("Show no progress line."));
+    extract->add_option("NAME", extractOptions.names,
+                        tr("Extract only these entries or folders (and what their links need)."));
+    extract->add_flag("--overwrite", extractOptions.overwrite,
+                      tr("Replace files and links of the package that are in DIR already."));
+    extract->add_flag("--quiet", extractOptions.quiet, tr("Show no progress line."));
 
     list = app.add_subcommand("list", tr("List the entries of a package."));
     list->add_option("PACKAGE", package, tr("The package file."))->required();
@@ -182,7 +186,7 @@ struct CommandLine {
       createOptions.sources.package = createOptions.package;
       return runCreate(createOptions);
     }
-    if (*extract) return runExtract(package, directory, quiet);
+    if (*extract) return runExtract(package, directory, extractOptions);
     if (*list) return runList(package, listOptions, out);
     if (*settings) return runSettings(package, asJson, out);
     return runVerify(package, out);

@@ -48,7 +48,8 @@ constexpr MessageText kMessages[] = {
     {"KZFPACKAGE_ERROR_READ_ZERO_LENGTH_FILE", N_("Could not read the empty file {0}.")},
     {"KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE",
      N_("The place of the symbolic link target {0} is taken by a different file.")},
-    {"KZFPACKAGE_ERROR_CREATING_EXTRACTION_DIR", N_("Could not create the extraction folder.")},
+    {"KZFPACKAGE_ERROR_CREATING_EXTRACTION_DIR",
+     N_("Could not create the extraction folder {0}: {1}")},
     {"KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES",
      N_("The package settings are inconsistent and could not be loaded or saved: {0}")},
     {"KZFPACKAGE_NAME_NOT_STORABLE",
@@ -62,6 +63,9 @@ constexpr MessageText kMessages[] = {
     {"KZFPACKAGE_DAMAGED_FILE_MANIFEST", N_("file manifest: {0}")},
     {"KZFPACKAGE_DAMAGED_SETTINGS", N_("configuration manifest: {0}")},
     {"KZFPACKAGE_VALUE_NOT_STORABLE", N_("Cannot store {0} in the package: {1}")},
+    {"KZFPACKAGE_EXTRACTION_CONFLICT",
+     N_("Could not extract the package into {0}: {1} of its names exist there already: {2}")},
+    {"KZFPACKAGE_NO_SUCH_ENTRY", N_("The package has no entry {0}.")},
 };
 
 }  // namespace

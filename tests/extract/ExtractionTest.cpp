@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <functional>
 #include <iterator>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFPackage.hpp>
@@ -70,6 +71,7 @@ void writeRawPackage(const fs::path& path, const std::string& entries,
 /// files their content.
 std::string tree(const fs::path& folder) {
   std::set<std::string> lines;
+  if (!fs::exists(folder)) return "";
   for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
     const std::string name = it->path().lexically_relative(folder).string();
     if (fs::is_symlink(it->symlink_status())) {
@@ -100,11 +102,12 @@ class ExtractionTest : public TempDirTest {
  protected:
   fs::path packagePath() const { return tmp / "p.kzf"; }
   fs::path root() const { return tmp / "root"; }
-  void extract(const kzf::KZFExtractionBudget& budget = {}) {
+  void extract(const kzf::KZFExtractionBudget& budget = {},
+               const kzf::KZFExtractionOptions& options = {}) {
     KZFPackage package(u(packagePath()), {});
     package.open(kzf::Read);
     package.setExtractionBudget(budget);
-    package.extract(u(root()));
+    package.extract(u(root()), options);
   }
 };
 
@@ -130,34 +133,6 @@ TEST_F(ExtractionTest, FileBeforeItsFolderEntryAndModesAsRecorded) {
   const mode_t umaskNow = ::umask(0);
   ::umask(umaskNow);
   EXPECT_EQ(st.st_mode & 07777, 0666u & ~umaskNow) << "permission 0 keeps the default mode";
-}
-
-TEST_F(ExtractionTest, ExtractingTwiceOverwritesFilesAndStopsAtTheFirstLink) {
-  writeRawPackage(packagePath(), entry("f", "/f", "File") + entry("l", "/l", "SymLink"),
-                  {{"/f", "new"}, {"/l", "f"}});
-  fs::create_directories(root());
-  boost::filesystem::ofstream(root() / "f") << "old content, longer than the new one";
-  extract();
-  EXPECT_EQ(readFile(root() / "f"), "new");
-  EXPECT_KZF_ERROR(extract(), "KZFPACKAGE_EXTRACT_FAILED");
-}
-
-TEST_F(ExtractionTest, ExistingFilesAreReplacedAndGetTheirModeAndDate) {
-  writeRawPackage(
-      packagePath(),
-      entry("free", "/a", "File", " permissions=\"416\" date=\"2001-09-09T01:46:40Z\"") +
-          entry("taken", "/b", "File", " permissions=\"416\" date=\"2001-09-09T01:46:40Z\""),
-      {{"/a", "new a"}, {"/b", "new b"}});
-  writeFile(root() / "taken", "old content, longer than the new one");
-  fs::permissions(root() / "taken", fs::owner_read | fs::owner_write);
-  extract();
-  EXPECT_EQ(tree(root()), "free [new a]\ntaken [new b]\n") << "and no temporary name is left";
-  for (const char* name : {"free", "taken"}) {
-    struct stat st {};
-    ASSERT_EQ(::lstat((root() / name).c_str(), &st), 0) << name;
-    EXPECT_EQ(st.st_mode & 07777, 0640u) << name;
-    EXPECT_EQ(st.st_mtime, 1000000000) << name;
-  }
 }
 
 TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasThere) {
@@ -290,6 +265,96 @@ INSTANTIATE_TEST_SUITE_P(Zones, TimeZoneTest,
                            }
                            return name;
                          });
+
+/// Extraction into a folder that already holds names of the package, and of chosen entries: the
+/// folder before (what `before` makes), the options, and the tree or the error that results.
+struct ExistingRow {
+  const char* name;
+  kzf::KZFExistingNames existing;
+  std::vector<fl::i18n::ustring> only;
+  std::function<void(const fs::path& root)> before;
+  const char* error;     ///< the identifier expected, or null
+  const char* fragment;  ///< in the error's message
+  std::string after;     ///< the tree below the root afterwards
+};
+
+void PrintTo(const ExistingRow& row, std::ostream* out) { *out << row.name; }
+
+class ExistingNamesTest : public ExtractionTest, public ::testing::WithParamInterface<ExistingRow> {};
+
+const char* const kFull =
+    "d/\nd/f [f2]\nd/l -> f\nln -> m/x\nm/\nm/x [x2]\ntop [t2]\n";
+
+/// The v1 a v2 upgrades: older content, and links where v2 has a file and another link.
+void makeVersion1(const fs::path& root) {
+  fs::create_directories(root / "d");
+  writeFile(root / "d/f", "f1");
+  fs::create_symlink("../../outside", root / "d/l");
+  fs::create_symlink("../outside", root / "top");
+  writeFile(root / "keep", "k");
+}
+
+TEST_P(ExistingNamesTest, ConflictsAreFoundBeforeAnythingIsWritten) {
+  const ExistingRow& row = GetParam();
+  writeRawPackage(packagePath(),
+                  entry("d", "", "Folder") + entry("d/f", "/f", "File") +
+                      entry("d/l", "/l", "SymLink") + entry("ln", "/ln", "SymLink") +
+                      entry("m", "", "Folder") + entry("m/x", "/x", "File") +
+                      entry("top", "/t", "File", " permissions=\"416\" date=\"2001-09-09T01:46:40Z\""),
+                  {{"/f", "f2"}, {"/l", "f"}, {"/ln", "m/x"}, {"/x", "x2"}, {"/t", "t2"}});
+  writeFile(tmp / "outside", "secret");
+  if (row.before) {
+    fs::create_directories(root());
+    row.before(root());
+  }
+  kzf::KZFExtractionOptions options;
+  options.existing = row.existing;
+  options.only = row.only;
+  if (row.error) {
+    EXPECT_KZF_ERROR_WITH(extract({}, options), row.error, row.fragment);
+  } else {
+    extract({}, options);
+  }
+  EXPECT_EQ(tree(root()), row.after);
+  EXPECT_EQ(readFile(tmp / "outside"), "secret") << "a link there is replaced, not followed";
+  struct stat st {};
+  if (row.after.find("top [t2]") != std::string::npos) {
+    ASSERT_EQ(::lstat((root() / "top").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0640u);
+    EXPECT_EQ(st.st_mtime, 1000000000);
+  }
+}
+
+using Existing = kzf::KZFExistingNames;
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ExistingNamesTest,
+    ::testing::Values(
+        ExistingRow{"RefusedNamingTheTakenNames", Existing::Refuse, {}, makeVersion1,
+                    "KZFPACKAGE_EXTRACTION_CONFLICT", "3 of its names exist there already: d/f, d/l, top",
+                    "d/\nd/f [f1]\nd/l -> ../../outside\nkeep [k]\ntop -> ../outside\n"},
+        ExistingRow{"AFolderOverAFolderIsNoConflict", Existing::Refuse, {},
+                    [](const fs::path& root) { fs::create_directories(root / "m"); }, nullptr, "",
+                    kFull},
+        ExistingRow{"ReplacedUpgradesFilesAndLinksAndKeepsTheRest", Existing::Replace, {},
+                    makeVersion1, nullptr, "",
+                    "d/\nd/f [f2]\nd/l -> f\nkeep [k]\nln -> m/x\nm/\nm/x [x2]\ntop [t2]\n"},
+        ExistingRow{"AFolderWhereTheFileGoesIsRefused", Existing::Replace, {},
+                    [](const fs::path& root) { fs::create_directories(root / "top/sub"); },
+                    "KZFPACKAGE_EXTRACTION_CONFLICT", "1 of its names exist there already: top (a folder there)",
+                    "top/\ntop/sub/\n"},
+        ExistingRow{"ALinkWhereTheFolderGoesIsRefused", Existing::Replace, {},
+                    [](const fs::path& root) { fs::create_symlink(".", root / "m"); },
+                    "KZFPACKAGE_EXTRACTION_CONFLICT", "m (not a folder there)", "m -> .\n"},
+        ExistingRow{"UncheckedReplacesFilesAndStopsAtTheFirstLink", Existing::Unchecked, {},
+                    makeVersion1, "KZFPACKAGE_EXTRACT_FAILED", "cannot create the link",
+                    "d/\nd/f [f2]\nd/l -> ../../outside\nkeep [k]\ntop -> ../outside\n"},
+        ExistingRow{"AFolderComesWithWhatIsBelowIt", Existing::Refuse, {u"d/"}, nullptr,
+                    nullptr, "", "d/\nd/f [f2]\nd/l -> f\n"},
+        ExistingRow{"ALinkBringsItsTargetAndTheFoldersAbove", Existing::Refuse, {u"ln"}, nullptr,
+                    nullptr, "", "ln -> m/x\nm/\nm/x [x2]\n"},
+        ExistingRow{"AnUnknownNameIsRefusedBeforeTheRootIsMade", Existing::Refuse, {u"d", u"nope"},
+                    nullptr, "KZFPACKAGE_NO_SUCH_ENTRY", "nope", ""}),
+    [](const ::testing::TestParamInfo<ExistingRow>& row) { return std::string(row.param.name); });
 
 TEST_F(ExtractionTest, EmptyLinkPartFailsNamingThePart) {
   writeRawPackage(packagePath(), entry("l", "/l", "SymLink"), {{"/l", ""}});
