@@ -61,16 +61,6 @@ TEST_F(SettingsInPackageTest, ManifestIsListedInTheFileManifestUnderTheFileManif
   EXPECT_EQ(entries[0].getType(), KZFFileEntryType::File);
 }
 
-TEST_F(SettingsInPackageTest, PackageWithoutSettingsReadsDefaults) {
-  writePackage(nullptr);
-  KZFPackage package(u(packagePath()), {});
-  package.open(kzf::Read);
-  KZFSettings read = package.getKZFSettings();
-  EXPECT_TRUE(read.uuid.empty());
-  EXPECT_TRUE(read.publicFunctions.empty());
-  EXPECT_FALSE(read.expires);
-}
-
 TEST_F(SettingsInPackageTest, MissingOrBrokenManifestInAnExtractedFolderIsReported) {
   EXPECT_KZF_ERROR_WITH(KZFPackage::getKZFSettingsFromExtractedKZFLocation(u(tmp.path())),
                         "KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE", ".META/manifest.xml");
@@ -98,9 +88,12 @@ TEST_F(SettingsInPackageTest, BrokenManifestsFailTheOpen) {
   writeManifestPackage(packagePath(), "<manifest><unclosed></manifest>");
   KZFPackage malformed(u(packagePath()), {});
   EXPECT_KZF_ERROR(malformed.open(kzf::Read), "KZFPACKAGE_OPEN_FAILED");
-  // The failed open left the object closed: once the file is sound, it opens.
+  // The failed open left the object closed: once the file is sound, it opens, and a package
+  // without settings reads the defaults.
   writePackage(nullptr);
   EXPECT_NO_THROW(malformed.open(kzf::Read));
+  EXPECT_TRUE(malformed.getKZFSettings().uuid.empty());
+  EXPECT_TRUE(malformed.getKZFSettings().publicFunctions.empty());
   malformed.close();
 
   writeManifestPackage(packagePath(), "<manifest default-config=\"nowhere\"/>");
