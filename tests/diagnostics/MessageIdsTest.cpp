@@ -8,25 +8,11 @@
 #include <memory>
 #include <ostream>
 #include <string>
-#include <type_traits>
-#include <utility>
 
 namespace {
 
 using resource_core::BaseMsgID;
 namespace ids = kzf::kzfpackage;
-
-// True when Id is constructible from exactly N strings (not from N - 1 nor N + 1).
-template <typename Id, std::size_t... I>
-constexpr bool takesStrings(std::index_sequence<I...>) {
-  return std::is_constructible_v<Id, decltype((void(I), std::string()))...>;
-}
-template <typename Id, std::size_t N>
-constexpr bool hasArity() {
-  bool fewer = N > 0 && takesStrings<Id>(std::make_index_sequence<(N > 0 ? N - 1 : 0)>());
-  return takesStrings<Id>(std::make_index_sequence<N>()) && !fewer &&
-         !takesStrings<Id>(std::make_index_sequence<N + 1>());
-}
 
 struct IdRow {
   const char* name;
@@ -39,7 +25,6 @@ struct IdRow {
 #define KZF_ROW(Name, N, Arguments)                                                      \
   IdRow {                                                                                \
 #Name, N, [] {                                                                         \
-      static_assert(hasArity<ids::Name, N>(), #Name " takes the wrong number of texts");   \
       return std::unique_ptr<BaseMsgID>(std::make_unique<ids::Name> Arguments);            \
     } \
   }

@@ -1,5 +1,5 @@
 // Loading the file manifest: warnings, type words, dates, permission texts, repeated names, and
-// documents refused by the schema or the hardened parser.
+// documents refused by the schema or the hardened parser; XML attacks on every reader.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +9,11 @@
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
 #include <kzfpackage/MessageIds.hpp>
+#include <kzfpackage/KZFSettingsSerializer.hpp>
+#include <opc/util/XercesHelper.hpp>
 #include <optional>
+#include <tuple>
+#include <xercesc/sax2/DefaultHandler.hpp>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -162,21 +166,53 @@ INSTANTIATE_TEST_SUITE_P(
     kzftest::RowLabel());
 
 
-class ManifestAttackTest : public kzftest::FileManifestTest,
-                           public ::testing::WithParamInterface<kzftest::XmlAttack> {};
+// Every XML reader of the project refuses every attack, before reading any entry: the tree
+// parser, the stream reader, the settings binding and the file manifest.
+using AttackRow = std::tuple<kzftest::XmlAttack, std::string>;
 
-TEST_P(ManifestAttackTest, IsRefusedBeforeAnyEntryOrWarning) {
+class XmlAttackTest : public kzftest::FileManifestTest,
+                      public ::testing::WithParamInterface<AttackRow> {};
+
+TEST_P(XmlAttackTest, IsRefusedByEveryReader) {
+  const auto& [attack, reader] = GetParam();
+  const std::string body = manifestText(entryText("a")).substr(manifestText("").find("?>") + 2);
+  kzftest::TextInputStream in(attack.prolog + body);
   KZFExtractionManager manager;
-  EXPECT_KZF_ERROR_WITH(
-      loadInto(manager, GetParam().prolog +
-                            manifestText(entryText("a")).substr(manifestText("").find("?>") + 2)),
-      "KZFPACKAGE_INVALID_XML", GetParam().reason);
+  Quorlith::kzfpackage::KZFSettings settings;
+  std::string refusal = "accepted";
+  try {
+    if (reader == "TreeParser") {
+      auto parser = opc::util::XercesHelper::createParser();
+      opc::util::XercesHelper::readDocumentFromStream(*parser, in, false, u"", u"", u"d.xml");
+    } else if (reader == "StreamReader") {
+      xercesc::DefaultHandler ignored;
+      opc::util::XercesHelper::createStreamReader()->parse(in, ignored, false, u"d.xml");
+    } else if (reader == "SettingsBinding") {
+      Quorlith::kzfpackage::KZFSettingsSerializer().load(in, settings);
+    } else {
+      kzftest::CoutCapture capture;
+      serializer.load(in, manager);
+    }
+  } catch (const fl::i18n::DeployedException& e) {
+    refusal = e.identifier() + ": " + e.what();
+  } catch (const std::exception& e) {
+    refusal = e.what();
+  }
+  EXPECT_THAT(refusal, ::testing::HasSubstr(attack.reason));
+  if (reader == "FileManifest") {
+    EXPECT_THAT(refusal, ::testing::StartsWith("KZFPACKAGE_INVALID_XML"));
+  }
   EXPECT_TRUE(manager.empty());
-  EXPECT_EQ(printed, "");
+  EXPECT_EQ(settings.uuid, u"");
 }
 
-INSTANTIATE_TEST_SUITE_P(Attacks, ManifestAttackTest,
-                         ::testing::ValuesIn(kzftest::xmlAttacks("fileEntries")),
-                         kzftest::RowLabel());
+INSTANTIATE_TEST_SUITE_P(
+    Attacks, XmlAttackTest,
+    ::testing::Combine(::testing::ValuesIn(kzftest::xmlAttacks("fileEntries")),
+                       ::testing::Values("TreeParser", "StreamReader", "SettingsBinding",
+                                         "FileManifest")),
+    [](const ::testing::TestParamInfo<AttackRow>& row) {
+      return std::get<0>(row.param).label + "_" + std::get<1>(row.param);
+    });
 
 }  // namespace

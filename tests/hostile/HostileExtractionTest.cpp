@@ -4,9 +4,8 @@
 #include <unistd.h>
 
 #include <KzfErrorMatchers.hpp>
-#include <TempDir.hpp>
+#include <PackageTestSupport.hpp>
 #include <boost/filesystem/fstream.hpp>
-#include <iterator>
 #include <kzfpackage/KZFPackage.hpp>
 #include <sstream>
 #include <string>
@@ -17,32 +16,9 @@
 namespace kzftest {
 namespace {
 
-namespace fs = boost::filesystem;
 using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
 namespace pathsafety = Quorlith::kzfpackage::pathsafety;
-
-fl::i18n::ustring u(const fs::path& p) { return fl::i18n::to_ustring(p.string()); }
-
-std::string readFile(const fs::path& path) {
-  fs::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-/// Every name below `folder` with its kind, mode, size, link count and content or link text.
-std::string listing(const fs::path& folder) {
-  std::ostringstream out;
-  for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
-    struct stat st {};
-    ::lstat(it->path().c_str(), &st);
-    out << fs::relative(it->path(), folder).string() << " mode=" << std::oct << st.st_mode
-        << std::dec << " links=" << st.st_nlink << " size=" << st.st_size;
-    if (S_ISLNK(st.st_mode)) out << " -> " << fs::read_symlink(it->path()).string();
-    if (S_ISREG(st.st_mode)) out << " [" << readFile(it->path()) << "]";
-    out << '\n';
-  }
-  return out.str();
-}
 
 /// Names left behind by an interrupted file write.
 std::string temporaryFilesBelow(const fs::path& folder) {
@@ -194,7 +170,7 @@ TEST_P(HostileExtractionTest, RefusedOrHarmlessAndNothingOutsideChanges) {
   ASSERT_TRUE(fs::exists(fs::path(KZF_HOSTILE_CORPUS) / (std::string(row.name) + ".kzf")))
       << "the corpus fixture did not run";
   // Taken before planting: a hard link planted from outside must be gone again afterwards.
-  const std::string outsideBefore = listing(outside());
+  const std::string outsideBefore = treeListing(outside());
   plant(row.plant);
   if (*row.identifier == '\0') {
     extract(row.name);
@@ -202,7 +178,7 @@ TEST_P(HostileExtractionTest, RefusedOrHarmlessAndNothingOutsideChanges) {
     EXPECT_KZF_ERROR_WITH(extract(row.name), row.identifier, row.fragment);
   }
   if (row.check != nullptr) row.check(root());
-  EXPECT_EQ(listing(outside()), outsideBefore);
+  EXPECT_EQ(treeListing(outside()), outsideBefore);
   EXPECT_EQ(temporaryFilesBelow(tmp.path()), "");
 }
 

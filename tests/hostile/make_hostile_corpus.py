@@ -86,55 +86,30 @@ def record_of(data, name):
     raise KeyError(name)
 
 
-def put16(data, at, value):
-    struct.pack_into("<H", data, at, value)
-
-
-def put32(data, at, value):
-    struct.pack_into("<I", data, at, value)
-
-
 VICTIM = "p.bin"
 VICTIM_TEXT = b"stored content of the victim part"
 
 
-def zip_base():
-    return bytearray(simple([entry("p", "/p.bin", "File")], {VICTIM: VICTIM_TEXT}))
-
-
-def zip_truncated():
-    data = zip_base()
-    return bytes(data[:len(data) // 2])
-
-
-def zip_bad_crc():
-    data = zip_base()
-    at = data.index(VICTIM_TEXT)
-    data[at] ^= 0x20
+def zip_patched(edit):
+    """The victim package with `edit(data, central record offset, local header offset)` done."""
+    data = bytearray(simple([entry("p", "/p.bin", "File")], {VICTIM: VICTIM_TEXT}))
+    edit(data, *record_of(data, VICTIM))
     return bytes(data)
 
 
-def zip_wrong_sizes():
-    data = zip_base()
-    central, _ = record_of(data, VICTIM)
-    put32(data, central + 24, len(VICTIM_TEXT) + 1000)
-    return bytes(data)
+def flip_first_text_byte(data, central, local):
+    data[data.index(VICTIM_TEXT)] ^= 0x20
 
 
-def zip_name_mismatch():
-    data = zip_base()
-    _, local = record_of(data, VICTIM)
-    data[local + 30] = ord("q")  # the local header now says "q.bin"
-    return bytes(data)
+def or16(data, at, value):
+    struct.pack_into("<H", data, at, struct.unpack_from("<H", data, at)[0] | value)
 
 
 def zip_overlap():
     # A second central record whose data is the victim's own bytes.
     data = bytearray(simple([entry("p", "/p.bin", "File"), entry("q", "/q.bin", "File")],
                             {VICTIM: VICTIM_TEXT, "q.bin": VICTIM_TEXT}))
-    _, victim_local = record_of(data, VICTIM)
-    other_central, _ = record_of(data, "q.bin")
-    put32(data, other_central + 42, victim_local)
+    struct.pack_into("<I", data, record_of(data, "q.bin")[0] + 42, record_of(data, VICTIM)[1])
     return bytes(data)
 
 
@@ -144,20 +119,6 @@ def zip_duplicates():
         warnings.simplefilter("ignore")
         return package(manifest([entry("p", "/p.bin", "File")]), {VICTIM: VICTIM_TEXT},
                        extra_items=[(VICTIM, b"a second item of the same name")])
-
-
-def zip_flagged(field_offset_central, field_offset_local, value, is_flags):
-    data = zip_base()
-    central, local = record_of(data, VICTIM)
-    if is_flags:
-        put16(data, central + field_offset_central,
-              struct.unpack_from("<H", data, central + field_offset_central)[0] | value)
-        put16(data, local + field_offset_local,
-              struct.unpack_from("<H", data, local + field_offset_local)[0] | value)
-    else:
-        put16(data, central + field_offset_central, value)
-        put16(data, local + field_offset_local, value)
-    return bytes(data)
 
 
 # --- XML-level cases: the file manifest itself attacks the parser. ---
@@ -273,14 +234,16 @@ CASES = {
         [entry("/.META/manifest.xml", "/.META/manifest.xml", "File")],
         {".META/manifest.xml": b"<configuration/>"}),
     # The zip container.
-    "zip_truncated": zip_truncated,
-    "zip_bad_crc": zip_bad_crc,
-    "zip_wrong_sizes": zip_wrong_sizes,
-    "zip_name_mismatch": zip_name_mismatch,
+    "zip_truncated": lambda: zip_patched(lambda d, c, l: d.__delitem__(slice(len(d) // 2, None))),
+    "zip_bad_crc": lambda: zip_patched(flip_first_text_byte),
+    "zip_wrong_sizes": lambda: zip_patched(
+        lambda d, c, l: struct.pack_into("<I", d, c + 24, len(VICTIM_TEXT) + 1000)),
+    "zip_name_mismatch": lambda: zip_patched(lambda d, c, l: d.__setitem__(l + 30, ord("q"))),
     "zip_overlap": zip_overlap,
     "zip_duplicates": zip_duplicates,
-    "zip_unknown_method": lambda: zip_flagged(10, 8, 99, False),
-    "zip_encryption_flag": lambda: zip_flagged(8, 6, 0x1, True),
+    "zip_unknown_method": lambda: zip_patched(
+        lambda d, c, l: (struct.pack_into("<H", d, c + 10, 99), struct.pack_into("<H", d, l + 8, 99))),
+    "zip_encryption_flag": lambda: zip_patched(lambda d, c, l: (or16(d, c + 8, 1), or16(d, l + 6, 1))),
     # The XML of the file manifest.
     "xml_entity_bomb": entity_bomb,
     "xml_external_entity": external_entity,

@@ -1,4 +1,5 @@
-// The message catalog: arguments filled in, unknown identifiers, gettext translations. That
+// The message catalog and DeployedException: arguments filled in, unknown identifiers, gettext
+// translations, texts that outlive their identifiers. That
 // every identifier has a text using each argument is checked with the identifiers themselves.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include <fl/i18n/MessageCatalog.hpp>
 #include <fl/i18n/QlLocale.hpp>
 #include <iostream>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -53,6 +55,53 @@ TEST_F(MessageCatalogTest, FillsPlaceholdersOrNamesTheUnknownIdentifier) {
   // A known identifier of another component is unknown too.
   EXPECT_EQ(messageOf("KZFPACKAGE_NOT_OPEN", {"/p"}, "othercomponent"), u"KZFPACKAGE_NOT_OPEN: /p");
 }
+
+// ---------------------------------------------------------------------------------------------
+// DeployedException.
+
+using fl::i18n::DeployedException;
+
+TEST_F(MessageCatalogTest, ADeployedExceptionOutlivesTheIdentifierItWasBuiltFrom) {
+  auto id =
+      std::make_unique<BaseMsgID>("kzfpackage", "KZFPACKAGE_CLOSE_FAILED",
+                                  std::vector<BaseMsgID::Argument>{"/tmp/a.kzf", "disk full"});
+  const DeployedException error(*id);
+  id.reset();
+  EXPECT_EQ(error.identifier(), "KZFPACKAGE_CLOSE_FAILED");
+  EXPECT_EQ(error.message(), "Could not close the package /tmp/a.kzf: disk full");
+  EXPECT_STREQ(error.what(), error.message().c_str());
+  // A rewrapping handler catches std::runtime_error; the library's own errors must pass it.
+  EXPECT_EQ(dynamic_cast<const std::runtime_error*>(static_cast<const std::exception*>(&error)),
+            nullptr);
+}
+
+struct LossyRow {
+  std::string label;
+  const char* locale;
+  ustring argument;
+  std::string expected;  // the message in the locale's encoding
+};
+
+class DeployedExceptionEncoding : public ::testing::TestWithParam<LossyRow> {};
+
+TEST_P(DeployedExceptionEncoding, ReplacesWhatTheProcessEncodingCannotHold) {
+  KZF_USE_LOCALE_OR_SKIP(locale, GetParam().locale);
+  const DeployedException error(
+      BaseMsgID("kzfpackage", "KZFPACKAGE_FILE_ENTRY_NOT_EXIST", {GetParam().argument}));
+  EXPECT_EQ(error.message(), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Locales, DeployedExceptionEncoding,
+                         ::testing::Values(LossyRow{"Utf8Astral", "C", u"/\U0001F600",
+                                                    "The file /\xf0\x9f\x98\x80 does not exist."},
+                                           LossyRow{"Utf8LoneSurrogate", "C", u"/a\xd800",
+                                                    "The file /a\xef\xbf\xbd does not exist."},
+                                           LossyRow{"Latin1Euro", "de_DE.ISO-8859-1",
+                                                    u"/\u20ac\u00fc",
+                                                    "The file /?\xfc does not exist."},
+                                           LossyRow{"Latin1LoneSurrogate", "de_DE.ISO-8859-1",
+                                                    u"/\xdc00", "The file /? does not exist."}),
+                         kzftest::RowLabel());
 
 // ---------------------------------------------------------------------------------------------
 // Translations through gettext, from the catalog folder named by KZF_LOCALEDIR. The binding is

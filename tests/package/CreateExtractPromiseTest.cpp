@@ -1,5 +1,7 @@
-// What create accepts, extract re-creates: each tree below is either refused while the package
-// is made, with the identifier of the rule it breaks, or verifies and extracts to itself.
+// What create refuses, with the identifier of the rule a tree breaks, and the few trees that only
+// the API can build (sources reached through a linked root, a source added again after it
+// changed), which must verify and extract to themselves. Trees the file system can hold are
+// round-tripped by the property test.
 #include <KzfErrorMatchers.hpp>
 #include <PackageTestSupport.hpp>
 
@@ -55,44 +57,6 @@ struct Tree {
   }
 };
 
-/// What a link reaches, as a user sees it: a file's content, a folder's place in the tree (or
-/// its mirrored place when it lies outside), or nothing.
-std::string reached(const fs::path& root, const fs::path& link) {
-  boost::system::error_code error;
-  const fs::path real = fs::canonical(link, error);
-  if (error) return "nothing";
-  if (fs::is_regular_file(real)) return "file " + readFile(real);
-  const fs::path inside = real.lexically_relative(fs::canonical(root));
-  if (!inside.empty() && *inside.begin() != "..") return "folder " + inside.string();
-  // A folder outside the tree is carried at its mirrored place below the root (the folder
-  // itself: a package carries a link's target, not what lies below it).
-  return "folder " + real.relative_path().string();
-}
-
-/// One line per entry below `root` (links by what they reach), in name order.
-std::string listing(const fs::path& root) {
-  std::vector<std::string> lines;
-  for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
-    const fs::path& path = it->path();
-    const std::string rel = path.lexically_relative(root).string();
-    const fs::file_status own = fs::symlink_status(path);
-    if (fs::is_symlink(own)) {
-      lines.push_back(rel + " -> " + reached(root, path));
-    } else if (fs::is_directory(own)) {
-      lines.push_back(rel + "/");
-    } else {
-      struct stat status {};
-      ::lstat(path.c_str(), &status);
-      lines.push_back(rel + " " + readFile(path) + " mode " + std::to_string(status.st_mode & 0777) +
-                      " date " + std::to_string(status.st_mtime));
-    }
-  }
-  std::sort(lines.begin(), lines.end());
-  std::string out;
-  for (const std::string& line : lines) out += line + "\n";
-  return out;
-}
-
 struct Example {
   const char* name;
   const char* refusal;  ///< the identifier create must raise; null: the tree round-trips
@@ -127,8 +91,8 @@ TEST_P(CreateExtractPromise, RefusedAtCreateOrExtractedEqual) {
   package.open(kzf::Read);
   EXPECT_EQ(package.verify(), std::vector<std::string>());
   package.extract(u(tmp / "out"));
-  const std::string source = listing(tree.root);
-  const std::string extracted = listing(tmp / "out");
+  const std::string source = treeListing(tree.root);
+  const std::string extracted = treeListing(tmp / "out");
   // Targets outside the tree come along at their mirrored places: only the tree is compared.
   for (std::size_t at = 0, end; at < source.size(); at = end + 1) {
     end = source.find('\n', at);
@@ -153,17 +117,6 @@ constexpr const char* kLink = "KZFPACKAGE_LINK_NOT_STORABLE";
 constexpr const char* kValue = "KZFPACKAGE_VALUE_NOT_STORABLE";
 
 const Example kExamples[] = {
-    {"LinkToFolderWithTrailingSlash", kEqual, [](Tree& t) {
-       t.file("sub/f"); t.link("dl", "sub/"); t.addAll();
-     }},
-    {"AbsoluteLinkToOutsideFolderWithTrailingSlash", kEqual, [](Tree& t) {
-       writeFile(t.outside / "data/f", "outside"); t.link("d", (t.outside / "data").string() + "/");
-       t.addAll();
-     }},
-    {"LinksToDotDotDotAndTheRoot", kEqual, [](Tree& t) {
-       t.file("build/x"); t.link("build/Release", ".."); t.link("here", ".");
-       t.link("top", t.root.string()); t.addAll();
-     }},
     {"TabInALinkName", kName, [](Tree& t) { t.file("f"); t.link("a\tb", "f"); t.addAll(); }},
     {"NewlineInAFolderName", kName, [](Tree& t) {
        fs::create_directories(t.root / "a\nb"); t.addAll();
@@ -184,27 +137,6 @@ const Example kExamples[] = {
        t.file("f"); t.link("l", "f"); t.add("f", u"f"); t.add("l", u"x//l");
      }},
     {"LoopOfTwoLinks", kLink, [](Tree& t) { t.link("a", "b"); t.link("b", "a"); t.addAll(); }},
-    {"LinksDifferingOnlyInCase", kEqual, [](Tree& t) {
-       t.file("doc/text", "text"); t.link("doc/README", "text"); t.link("doc/readme", "text");
-       t.file("doc/Text", "other"); t.addAll();
-     }},
-    {"LinkToSiblingNamedLikeTheRoot", kEqual, [](Tree& t) {
-       writeFile(t.root.string() + "-data/x", "sibling"); t.link("l", t.root.string() + "-data/x");
-       t.addAll();
-     }},
-    {"DotDotAfterAFolderLink", kEqual, [](Tree& t) {
-       t.file("real/inner/d-placeholder"); t.file("real/x", "beside the folder's target");
-       t.file("ex/x", "beside the link"); t.link("ex/d", "../real/inner"); t.link("l", "ex/d/../x");
-       t.addAll();
-     }},
-    {"ChainLeavingTheTreeAndComingBack", kEqual, [](Tree& t) {
-       t.file("alternatives/rmt", "the real rmt"); t.link("rmt", (t.outside / "sbin/rmt").string());
-       fs::create_directories(t.outside / "sbin");
-       fs::create_symlink(t.root / "alternatives/rmt", t.outside / "sbin/rmt"); t.addAll();
-     }},
-    {"FileAndFolderWhosePartNamesNestByCase", kEqual, [](Tree& t) {
-       t.file("x", "file x"); t.file("X/y", "file X/y"); t.addAll();
-     }},
     {"LinkAndFileForOneDestination", kTaken, [](Tree& t) {
        t.file("libv.so.1.2", "library"); t.link("libv.so.1", "libv.so.1.2");
        t.file("other", "another file"); t.add("libv.so.1.2", u"lib/libv.so.1.2");
@@ -229,16 +161,6 @@ const Example kExamples[] = {
     {"SettingsTextHoldingNul", kValue, [](Tree& t) {
        t.file("f"); t.addAll();
        t.settings.emplace().sessionKey = kzf::KZFByteArray(std::string("key\0material", 12));
-     }},
-    {"EveryShapeOfLinkWithModesAndDates", kEqual, [](Tree& t) {
-       t.file("lib/libfoo.so.1", "foo"); t.link("lib/libfoo.so", "libfoo.so.1");
-       t.file("bin/tool", "#!/bin/sh\n"); fs::permissions(t.root / "bin/tool", fs::perms(0755));
-       dateFile(t.root / "bin/tool", 2147483000);
-       t.link("lib/x/tool-link", (t.root / "bin/tool").string()); t.link("lib/chain", "libfoo.so");
-       writeFile(t.outside / "ext.txt", "outside the tree"); t.link("up", "../outside/ext.txt");
-       t.file("data/samples/f.mat", "samples"); t.link("examples/data", "../data/samples");
-       t.link("other/l", "../examples/data/f.mat"); t.file("100% sure#1 caf\xc3\xa9.txt", "");
-       t.addAll();
      }},
     {"TreeReachedThroughALinkedRoot", kEqual, [](Tree& t) {
        t.file("lib/libfoo.so.1", "foo"); t.link("lib/libfoo.so", "libfoo.so.1");
@@ -278,6 +200,7 @@ const Example kExamples[] = {
        };
      }},
 };
+
 
 INSTANTIATE_TEST_SUITE_P(Examples, CreateExtractPromise, ::testing::ValuesIn(kExamples),
                          [](const auto& row) { return std::string(row.param.name); });

@@ -9,6 +9,11 @@
 
 #include <boost/filesystem.hpp>
 #include <boost/filesystem/fstream.hpp>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <sstream>
+#include <vector>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -28,6 +33,31 @@ inline void writeFile(const fs::path& path, const std::string& content) {
 inline std::string readFile(const fs::path& path) {
   fs::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+/// One line per entry below `root`, in name order: "name/" for a folder (folder modes and dates
+/// are not kept), "name mode=M links=N date=D [content]" for a file (mode in octal, the kind
+/// included), "name -> target text" for a link.
+inline std::string treeListing(const fs::path& root) {
+  std::vector<std::string> lines;
+  for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
+    const fs::path& path = it->path();
+    std::ostringstream line;
+    line << path.lexically_relative(root).string();
+    struct stat st {};
+    ::lstat(path.c_str(), &st);
+    if (S_ISDIR(st.st_mode)) line << "/";
+    if (S_ISLNK(st.st_mode)) line << " -> " << fs::read_symlink(path).string();
+    if (S_ISREG(st.st_mode)) {
+      line << " mode=" << std::oct << st.st_mode << std::dec << " links=" << st.st_nlink
+           << " date=" << st.st_mtime << " [" << readFile(path) << "]";
+    }
+    lines.push_back(line.str());
+  }
+  std::sort(lines.begin(), lines.end());
+  std::string out;
+  for (const std::string& line : lines) out += line + "\n";
+  return out;
 }
 
 /// A package file opened for reading through the OPC layer, to look at what was written.
