@@ -26,30 +26,44 @@
 // 0.996 times Info-ZIP's "zip -6" on app (64,544,339 against 64,808,258 bytes) and 0.938 times
 // on many; level 3 would leave app 0.999 times, too thin a margin for other trees. ISA-L is
 // four times faster again but 3 % larger than zlib level 6, which no default may be. The bound,
-// not the item, sets the memory: the buffer and libdeflate's output buffer, some 8 MiB.
+// not the item, sets the memory: the buffer and the codecs' output buffer, some 8 MiB.
 //
-// An item above the bound (or announced so) streams through zlib's raw deflate on one long-lived
-// z_stream, reset between items (a reset costs a fraction of a fresh stream's set-up), at level
-// 4: libdeflate needs the whole item in memory, and ISA-L's streaming levels write 3 % more.
-// The CRC-32 is ISA-L's (0.2 times zlib's time, libdeflate's 0.3 times). The levels 0 to 9 a
-// caller asks for are those of both codecs (0 writes stored deflate blocks); the same items give
-// the same bytes.
+// An item above the bound (or announced so) is deflated in windows of the bound's size, by a
+// streaming codec kept for the writer's lifetime and reset between items: libdeflate needs the
+// whole item in memory. Chosen on the benchmark tree "large" (a 512 MiB text-like file and a
+// 512 MiB random one; Release "kzf create", user+sys CPU, one thread):
+//
+//                               CPU s    bytes
+//   zlib level 4 (until now)    11.08    702,431,696   (median of 3; wall 12.9 s)
+//   zlib level 5                16.07    696,717,252
+//   zlib level 6                22.93    692,323,756
+//   ISA-L igzip level 1          2.18    730,209,423
+//   ISA-L igzip level 2          2.06    721,917,913
+//   ISA-L igzip level 3          3.31    718,282,950   (median of 3)
+//
+// The default is ISA-L level 3: a third of zlib level 4's CPU for 1.023 times its bytes (the
+// text file alone 1.096 times: 181,370,168 against 165,477,141 bytes); level 2 saves another
+// 1.2 s for 2 % more on the text; ISA-L level 0 is both slower and larger (745,222,668 bytes). The levels 0 to 9 a caller asks for keep their
+// meaning, faster to smaller: for a streamed item 0 writes stored deflate blocks, 1 and 2 are
+// ISA-L level 1, 3 is ISA-L level 2, 4 (the default) ISA-L level 3, and 5 to 9 are zlib's own
+// levels, for a caller who wants smaller output and pays for it. Buffered items take libdeflate
+// at the caller's level. The CRC-32 is ISA-L's (0.2 times zlib's time, libdeflate's 0.3). The
+// same items give the same bytes.
 //
 // Data that does not shrink (already compressed files, random bytes) costs deflate several
 // times what copying it does and gains nothing. A buffered item whose deflated form is not
-// smaller than stored deflate blocks is written as such blocks. A streamed item's data is fed to
-// deflate in windows and each window's output is weighed against its input: when a window does not
-// come out below kShrinkPercent of its size, the live stream is switched to level 0 with
-// deflateParams, where zlib copies the input out as stored deflate blocks. The item stays one valid
-// deflate stream (method 8) and costs little more than a copy. After a stretch of stored data the
-// normal level is tried again on a short probe window, since content may change within an item;
-// each probe that still finds no gain doubles the next stretch, up to kMaxStoredStretch, so that a
-// large incompressible item spends a negligible share of its bytes in probes (about 4 MiB of 512
-// MiB). Windows are long because binaries often open with an incompressible stretch of some hundred
-// KiB and go on with well compressible data: judged on 64 KiB windows, a tree of 6,000 files
-// grew by half a percent, a share better spent on a faster level. Each deflated window ends
-// with a Z_BLOCK flush, so that its output is measured exactly rather than less what deflate
-// still holds back; that costs a block boundary per window, a few bytes.
+// smaller than stored deflate blocks is written as such blocks. A streamed window is deflated
+// into a buffer and ends with a sync flush (byte-aligned, history kept); when its output is not
+// below kShrinkPercent of its input, the window's raw bytes are written as stored deflate blocks
+// instead. Both forms decode to the same bytes, so the codec's history stays valid whichever a
+// window took, and the item stays one deflate stream (method 8). A window that did not shrink
+// starts a stretch stored without being tried (one window, doubling up to kMaxStoredStretch
+// while the window after each stretch still does not shrink); the codec starts afresh after it,
+// since it never saw the stretch. The random file thus costs 0.6 s (CRC, copy, writing) where
+// deflating every window with ISA-L level 3 cost 2.4 s. As history runs across windows, their
+// size hardly changes the bytes but sets the memory: windows of 1, 4 and 16 MiB gave
+// 718,288,459, 718,282,950 and 718,274,740 bytes at a peak RSS of 21, 27 and 53 MB. The window
+// is the bound, so one buffer serves both kinds of item.
 //
 // Items are written in their final place as they arrive. The local header is rewritten once
 // the item is finished, with the CRC and sizes (the temporary file is seekable, so no data
@@ -90,8 +104,8 @@ constexpr std::size_t kOutputBufferSize = 256 * 1024;
 constexpr std::size_t kRelocationChunk = 1024 * 1024;
 /// libdeflate's level for buffered items (see the opening comment).
 constexpr int kBufferedLevel = 4;
-/// Streamed items at levels 1 to 4 go through ISA-L at its levels 0 to 3, those at 5 to 9 through
-/// zlib at that level; the default is level 4 (see the opening comment).
+/// Streamed items at levels 1 to 4 go through ISA-L (levels 1, 1, 2 and 3), those at 5 to 9
+/// through zlib at that level; the default is level 4 (see the opening comment).
 constexpr int kStreamLevel = 4;
 constexpr int kFirstZlibLevel = 5;
 /// Items up to this size are held whole and deflated in one call; larger ones are deflated in
