@@ -25,8 +25,9 @@
 // 0.70 times on many, for 0.992 and 0.996 times its bytes. Whole packages at level 4 come to
 // 0.996 times Info-ZIP's "zip -6" on app (64,544,339 against 64,808,258 bytes) and 0.938 times
 // on many; level 3 would leave app 0.999 times, too thin a margin for other trees. ISA-L is
-// four times faster again but 3 % larger than zlib level 6, which no default may be. The bound,
-// not the item, sets the memory: the buffer and the codecs' output buffer, some 8 MiB.
+// four times faster again but 3 % larger than zlib level 6, too large for the items of most
+// trees, which must come out no larger than Info-ZIP's. The bound, not the item, sets the
+// memory: the buffer and the codecs' output buffer, some 8 MiB.
 //
 // An item above the bound (or announced so) is deflated in windows of the bound's size, by a
 // streaming codec kept for the writer's lifetime and reset between items: libdeflate needs the
@@ -43,12 +44,12 @@
 //
 // The default is ISA-L level 3: a third of zlib level 4's CPU for 1.023 times its bytes (the
 // text file alone 1.096 times: 181,370,168 against 165,477,141 bytes); level 2 saves another
-// 1.2 s for 2 % more on the text; ISA-L level 0 is both slower and larger (745,222,668 bytes). The levels 0 to 9 a caller asks for keep their
-// meaning, faster to smaller: for a streamed item 0 writes stored deflate blocks, 1 and 2 are
-// ISA-L level 1, 3 is ISA-L level 2, 4 (the default) ISA-L level 3, and 5 to 9 are zlib's own
-// levels, for a caller who wants smaller output and pays for it. Buffered items take libdeflate
-// at the caller's level. The CRC-32 is ISA-L's (0.2 times zlib's time, libdeflate's 0.3). The
-// same items give the same bytes.
+// 1.2 s for 2 % more on the text; ISA-L level 0 is both slower and larger (745,222,668 bytes). The
+// levels 0 to 9 a caller asks for keep their meaning, faster to smaller: for a streamed item 0
+// writes stored deflate blocks, 1 and 2 are ISA-L level 1, 3 is ISA-L level 2, 4 (the default)
+// ISA-L level 3, and 5 to 9 are zlib's own levels, for a caller who wants smaller output and pays
+// for it. Buffered items take libdeflate at the caller's level. The CRC-32 is ISA-L's (0.2 times
+// zlib's time, libdeflate's 0.3). The same items give the same bytes.
 //
 // Data that does not shrink (already compressed files, random bytes) costs deflate several
 // times what copying it does and gains nothing. A buffered item whose deflated form is not
@@ -74,10 +75,10 @@
 // and keeps every other item free of Zip64 records and of padding.
 #include "ZipWriter.hpp"
 
+#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 #define ZLIB_CONST
 #include <zlib.h>
-#include <isa-l/igzip_lib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -209,10 +210,13 @@ void growOutput(std::vector<unsigned char>& out, std::size_t count) {
 /// codec at levels 5 to 9.
 class Deflater {
  public:
-  Deflater(const std::string& archive, int level) : archive_(archive) {
+  Deflater(const std::string& archive, int level) {
     int rc =
         deflateInit2(&stream_, level, Z_DEFLATED, -MAX_WBITS, kDeflateMemLevel, Z_DEFAULT_STRATEGY);
-    if (rc != Z_OK) fail("cannot set up the deflate compressor", rc);
+    if (rc != Z_OK) {
+      throwArchiveError(archive,
+                        std::string("cannot set up the deflate compressor: ") + zError(rc));
+    }
   }
   ~Deflater() { deflateEnd(&stream_); }
   Deflater(const Deflater&) = delete;
@@ -220,10 +224,10 @@ class Deflater {
 
   void reset() { deflateReset(&stream_); }
 
-  /// Deflates one window (at most 4 GiB) into `out`, flushed to a byte boundary with the
-  /// history kept, or ending the stream if `last`; returns the output's length.
-  std::size_t compress(const unsigned char* in, std::size_t count, bool last,
-                       std::vector<unsigned char>& out) {
+  /// Deflates one window (at most 4 GiB) of the item `item` into `out`, flushed to a byte
+  /// boundary with the history kept, or ending the stream if `last`; returns the output's length.
+  std::size_t compress(const std::string& archive, const std::string& item, const unsigned char* in,
+                       std::size_t count, bool last, std::vector<unsigned char>& out) {
     stream_.next_in = in;
     stream_.avail_in = static_cast<unsigned>(count);
     std::size_t done = 0;
@@ -236,16 +240,13 @@ class Deflater {
       done += offered - stream_.avail_out;
       if (rc == Z_STREAM_END) return done;
       if (!last && stream_.avail_out != 0 && (rc == Z_OK || rc == Z_BUF_ERROR)) return done;
-      if (rc != Z_OK && rc != Z_BUF_ERROR) fail("compression failed", rc);
+      if (rc != Z_OK && rc != Z_BUF_ERROR) {
+        throwItemError(archive, item, std::string("compression failed: ") + zError(rc));
+      }
     }
   }
 
  private:
-  [[noreturn]] void fail(const char* what, int rc) const {
-    throwArchiveError(archive_, std::string(what) + ": " + zError(rc));
-  }
-
-  std::string archive_;
   z_stream stream_{};
 };
 
@@ -254,7 +255,10 @@ class Deflater {
 class IsalDeflater {
  public:
   IsalDeflater()
-      : levelBuffer_(std::max({ISAL_DEF_LVL1_DEFAULT, ISAL_DEF_LVL2_DEFAULT, ISAL_DEF_LVL3_DEFAULT})) { isal_deflate_init(&stream_); }
+      : levelBuffer_(
+            std::max({ISAL_DEF_LVL1_DEFAULT, ISAL_DEF_LVL2_DEFAULT, ISAL_DEF_LVL3_DEFAULT})) {
+    isal_deflate_init(&stream_);
+  }
 
   void reset(int level) {
     isal_deflate_reset(&stream_);
@@ -265,8 +269,8 @@ class IsalDeflater {
   }
 
   /// As Deflater::compress.
-  std::size_t compress(const std::string& archive, const unsigned char* in, std::size_t count,
-                       bool last, std::vector<unsigned char>& out) {
+  std::size_t compress(const std::string& archive, const std::string& item, const unsigned char* in,
+                       std::size_t count, bool last, std::vector<unsigned char>& out) {
     stream_.next_in = const_cast<unsigned char*>(in);
     stream_.avail_in = static_cast<std::uint32_t>(count);
     stream_.end_of_stream = last ? 1 : 0;
@@ -275,12 +279,13 @@ class IsalDeflater {
     for (;;) {
       if (done == out.size()) growOutput(out, count + count / 8 + 1024);
       stream_.next_out = out.data() + done;
-      auto offered = static_cast<std::uint32_t>(std::min<std::size_t>(out.size() - done, UINT32_MAX));
+      auto offered =
+          static_cast<std::uint32_t>(std::min<std::size_t>(out.size() - done, UINT32_MAX));
       stream_.avail_out = offered;
       int rc = isal_deflate(&stream_);
       done += offered - stream_.avail_out;
       if (rc != COMP_OK) {
-        throwArchiveError(archive, "compression failed: ISA-L error " + std::to_string(rc));
+        throwItemError(archive, item, "compression failed: ISA-L error " + std::to_string(rc));
       }
       // Done once all input is taken and the output did not fill: the flush or the end of the
       // stream is then written too.
@@ -606,6 +611,7 @@ class ZipWriterCore {
     const int level = streamLevel();
     std::size_t in = pending_.size();
     std::size_t out = 0;
+    const std::string& name = entries_.back().name;
     bool stored = level == 0 || storedLeft_ > 0;
     if (stored) {
       storedLeft_ -= std::min<std::uint64_t>(storedLeft_, in);
@@ -616,8 +622,8 @@ class ZipWriterCore {
       }
     } else {
       out = level >= kFirstZlibLevel
-                ? deflater_->compress(pending_.data(), in, last, compressed_)
-                : isalDeflater_->compress(path_, pending_.data(), in, last, compressed_);
+                ? deflater_->compress(path_, name, pending_.data(), in, last, compressed_)
+                : isalDeflater_->compress(path_, name, pending_.data(), in, last, compressed_);
       stored = out * 100 >= in * kShrinkPercent;
       storedLeft_ = stored ? storedStretch_ : 0;
       storedStretch_ = stored ? std::min(storedStretch_ * 2, kMaxStoredStretch) : kMinStoredStretch;
@@ -809,7 +815,7 @@ class ZipWriterCore {
   std::unique_ptr<Deflater> deflater_;              ///< zlib, for streamed items at levels 5-9
   std::unique_ptr<IsalDeflater> isalDeflater_;      ///< ISA-L, for streamed items at levels 1-4
   std::unique_ptr<BufferDeflater> bufferDeflater_;  ///< libdeflate, for buffered items
-  std::vector<unsigned char> pending_;  ///< a buffered item's bytes so far, or a streamed one's window
+  std::vector<unsigned char> pending_;     ///< a buffered item so far, or a streamed item's window
   std::vector<unsigned char> compressed_;  ///< their deflated form
   bool buffered_ = false;                  ///< the current item is held in pending_ whole
   std::uint64_t storedLeft_ = 0;  ///< bytes of a streamed item still to store without trying
