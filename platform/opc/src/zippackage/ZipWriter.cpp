@@ -25,31 +25,46 @@
 // 0.70 times on many, for 0.992 and 0.996 times its bytes. Whole packages at level 4 come to
 // 0.996 times Info-ZIP's "zip -6" on app (64,544,339 against 64,808,258 bytes) and 0.938 times
 // on many; level 3 would leave app 0.999 times, too thin a margin for other trees. ISA-L is
-// four times faster again but 3 % larger than zlib level 6, which no default may be. The bound,
-// not the item, sets the memory: the buffer and libdeflate's output buffer, some 8 MiB.
+// four times faster again but 3 % larger than zlib level 6, too large for the items of most
+// trees, which must come out no larger than Info-ZIP's. The bound, not the item, sets the
+// memory: the buffer and the codecs' output buffer, some 8 MiB.
 //
-// An item above the bound (or announced so) streams through zlib's raw deflate on one long-lived
-// z_stream, reset between items (a reset costs a fraction of a fresh stream's set-up), at level
-// 4: libdeflate needs the whole item in memory, and ISA-L's streaming levels write 3 % more.
-// The CRC-32 is ISA-L's (0.2 times zlib's time, libdeflate's 0.3 times). The levels 0 to 9 a
-// caller asks for are those of both codecs (0 writes stored deflate blocks); the same items give
-// the same bytes.
+// An item above the bound (or announced so) is deflated in windows of the bound's size, by a
+// streaming codec kept for the writer's lifetime and reset between items: libdeflate needs the
+// whole item in memory. Chosen on the benchmark tree "large" (a 512 MiB text-like file and a
+// 512 MiB random one; Release "kzf create", user+sys CPU, one thread):
+//
+//                               CPU s    bytes
+//   zlib level 4 (until now)    11.08    702,431,696   (median of 3; wall 12.9 s)
+//   zlib level 5                16.07    696,717,252
+//   zlib level 6                22.93    692,323,756
+//   ISA-L igzip level 1          2.18    730,209,423
+//   ISA-L igzip level 2          2.06    721,917,913
+//   ISA-L igzip level 3          3.31    718,282,950   (median of 3)
+//
+// The default is ISA-L level 3: a third of zlib level 4's CPU for 1.023 times its bytes (the
+// text file alone 1.096 times: 181,370,168 against 165,477,141 bytes); level 2 saves another
+// 1.2 s for 2 % more on the text; ISA-L level 0 is both slower and larger (745,222,668 bytes). The
+// levels 0 to 9 a caller asks for keep their meaning, faster to smaller: for a streamed item 0
+// writes stored deflate blocks, 1 and 2 are ISA-L level 1, 3 is ISA-L level 2, 4 (the default)
+// ISA-L level 3, and 5 to 9 are zlib's own levels, for a caller who wants smaller output and pays
+// for it. Buffered items take libdeflate at the caller's level. The CRC-32 is ISA-L's (0.2 times
+// zlib's time, libdeflate's 0.3). The same items give the same bytes.
 //
 // Data that does not shrink (already compressed files, random bytes) costs deflate several
 // times what copying it does and gains nothing. A buffered item whose deflated form is not
-// smaller than stored deflate blocks is written as such blocks. A streamed item's data is fed to
-// deflate in windows and each window's output is weighed against its input: when a window does not
-// come out below kShrinkPercent of its size, the live stream is switched to level 0 with
-// deflateParams, where zlib copies the input out as stored deflate blocks. The item stays one valid
-// deflate stream (method 8) and costs little more than a copy. After a stretch of stored data the
-// normal level is tried again on a short probe window, since content may change within an item;
-// each probe that still finds no gain doubles the next stretch, up to kMaxStoredStretch, so that a
-// large incompressible item spends a negligible share of its bytes in probes (about 4 MiB of 512
-// MiB). Windows are long because binaries often open with an incompressible stretch of some hundred
-// KiB and go on with well compressible data: judged on 64 KiB windows, a tree of 6,000 files
-// grew by half a percent, a share better spent on a faster level. Each deflated window ends
-// with a Z_BLOCK flush, so that its output is measured exactly rather than less what deflate
-// still holds back; that costs a block boundary per window, a few bytes.
+// smaller than stored deflate blocks is written as such blocks. A streamed window is deflated
+// into a buffer and ends with a sync flush (byte-aligned, history kept); when its output is not
+// below kShrinkPercent of its input, the window's raw bytes are written as stored deflate blocks
+// instead. Both forms decode to the same bytes, so the codec's history stays valid whichever a
+// window took, and the item stays one deflate stream (method 8). A window that did not shrink
+// starts a stretch stored without being tried (one window, doubling up to kMaxStoredStretch
+// while the window after each stretch still does not shrink); the codec starts afresh after it,
+// since it never saw the stretch. The random file thus costs 0.6 s (CRC, copy, writing) where
+// deflating every window with ISA-L level 3 cost 2.4 s. As history runs across windows, their
+// size hardly changes the bytes but sets the memory: windows of 1, 4 and 16 MiB gave
+// 718,288,459, 718,282,950 and 718,274,740 bytes at a peak RSS of 21, 27 and 53 MB. The window
+// is the bound, so one buffer serves both kinds of item.
 //
 // Items are written in their final place as they arrive. The local header is rewritten once
 // the item is finished, with the CRC and sizes (the temporary file is seekable, so no data
@@ -60,6 +75,7 @@
 // and keeps every other item free of Zip64 records and of padding.
 #include "ZipWriter.hpp"
 
+#include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 #define ZLIB_CONST
 #include <zlib.h>
@@ -87,32 +103,30 @@ namespace {
 
 constexpr std::size_t kOutputBufferSize = 256 * 1024;
 constexpr std::size_t kRelocationChunk = 1024 * 1024;
-/// zlib's level for streamed items: the fastest of its lazy-matching levels; below it (greedy
-/// matching) items grow by another 1.5 % or so.
-constexpr int kStreamLevel = 4;
 /// libdeflate's level for buffered items (see the opening comment).
 constexpr int kBufferedLevel = 4;
-/// Items up to this size are held whole and deflated in one call.
+/// Streamed items at levels 1 to 4 go through ISA-L (levels 1, 1, 2 and 3), those at 5 to 9
+/// through zlib at that level; the default is level 4 (see the opening comment).
+constexpr int kStreamLevel = 4;
+constexpr int kFirstZlibLevel = 5;
+/// Items up to this size are held whole and deflated in one call; larger ones are deflated in
+/// windows of this size.
 constexpr std::size_t kBufferedBound = 4 * 1024 * 1024;
-/// Items are judged on windows of kWindow; after a stored stretch, on one of kProbeWindow.
-constexpr std::uint64_t kWindow = 1024 * 1024;
-constexpr std::uint64_t kProbeWindow = 256 * 1024;
+constexpr std::size_t kWindow = kBufferedBound;
 /// A window whose output is at least this share of its input (in percent) counts as not
 /// shrinking: what deflate gains there is not worth its time.
 constexpr std::uint64_t kShrinkPercent = 97;
-/// Each stored deflate block (up to 65,535 bytes) costs a header of this many bytes.
+/// After a window that does not shrink, this many bytes and then twice as many after each
+/// further such window, up to kMaxStoredStretch, are stored without being tried.
+constexpr std::uint64_t kMinStoredStretch = kWindow;
+constexpr std::uint64_t kMaxStoredStretch = 16 * kWindow;
+/// A stored deflate block holds at most this many bytes behind a header of kStoredBlockHeader.
+constexpr std::size_t kStoredBlockMax = 0xFFFF;
 constexpr std::size_t kStoredBlockHeader = 5;
-constexpr std::uint64_t kMinStoredStretch = 4 * 1024 * 1024;
-constexpr std::uint64_t kMaxStoredStretch = 64 * 1024 * 1024;
 constexpr int kDeflateMemLevel = 8;
 constexpr unsigned kArchiveFileMode = 0666;
 constexpr std::size_t kMaxNameLength = 0xFFFF;
 constexpr const char* kTemporaryPrefix = ".kzfzip-";
-
-/// Clamps a byte count to what one zlib call accepts.
-unsigned zlibChunk(std::size_t count) {
-  return static_cast<unsigned>(std::min<std::size_t>(count, UINT_MAX));
-}
 
 /// Buffered output at explicit file offsets, with rewriting of bytes already written.
 class OutputBuffer {
@@ -131,15 +145,6 @@ class OutputBuffer {
     std::memcpy(buffer_.data() + used_, data, count);
     used_ += count;
   }
-
-  /// Free room at the end of the buffer (at least one byte), flushing first when full.
-  unsigned char* room(std::size_t& available) {
-    if (used_ == buffer_.size()) flush();
-    available = buffer_.size() - used_;
-    return buffer_.data() + used_;
-  }
-
-  void commit(std::size_t count) { used_ += count; }
 
   void flush() {
     if (used_ == 0) return;
@@ -196,7 +201,13 @@ class BufferDeflater {
   std::unique_ptr<libdeflate_compressor, Free> compressor_;
 };
 
-/// A raw deflate stream kept for the writer's lifetime and reset between items.
+/// Makes `out` at least `count` bytes long, or twice as long when it is already.
+void growOutput(std::vector<unsigned char>& out, std::size_t count) {
+  out.resize(std::max(count, out.size() * 2));
+}
+
+/// zlib's raw deflate, kept for the writer's lifetime and reset between items: the streamed
+/// codec at levels 5 to 9.
 class Deflater {
  public:
   Deflater(const std::string& archive, int level) {
@@ -211,11 +222,80 @@ class Deflater {
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
 
-  z_stream& stream() { return stream_; }
   void reset() { deflateReset(&stream_); }
+
+  /// Deflates one window (at most 4 GiB) of the item `item` into `out`, flushed to a byte
+  /// boundary with the history kept, or ending the stream if `last`; returns the output's length.
+  std::size_t compress(const std::string& archive, const std::string& item, const unsigned char* in,
+                       std::size_t count, bool last, std::vector<unsigned char>& out) {
+    stream_.next_in = in;
+    stream_.avail_in = static_cast<unsigned>(count);
+    std::size_t done = 0;
+    for (;;) {
+      if (done == out.size()) growOutput(out, deflateBound(&stream_, stream_.avail_in) + 16);
+      stream_.next_out = out.data() + done;
+      auto offered = static_cast<unsigned>(std::min<std::size_t>(out.size() - done, UINT_MAX));
+      stream_.avail_out = offered;
+      int rc = ::deflate(&stream_, last ? Z_FINISH : Z_SYNC_FLUSH);
+      done += offered - stream_.avail_out;
+      if (rc == Z_STREAM_END) return done;
+      if (!last && stream_.avail_out != 0 && (rc == Z_OK || rc == Z_BUF_ERROR)) return done;
+      if (rc != Z_OK && rc != Z_BUF_ERROR) {
+        throwItemError(archive, item, std::string("compression failed: ") + zError(rc));
+      }
+    }
+  }
 
  private:
   z_stream stream_{};
+};
+
+/// ISA-L's streaming deflate, kept for the writer's lifetime and reset between items: the
+/// streamed codec at levels 1 to 4.
+class IsalDeflater {
+ public:
+  IsalDeflater()
+      : levelBuffer_(
+            std::max({ISAL_DEF_LVL1_DEFAULT, ISAL_DEF_LVL2_DEFAULT, ISAL_DEF_LVL3_DEFAULT})) {
+    isal_deflate_init(&stream_);
+  }
+
+  void reset(int level) {
+    isal_deflate_reset(&stream_);
+    stream_.level = static_cast<std::uint32_t>(level);
+    stream_.level_buf = levelBuffer_.data();
+    stream_.level_buf_size = static_cast<std::uint32_t>(levelBuffer_.size());
+    stream_.gzip_flag = IGZIP_DEFLATE;
+  }
+
+  /// As Deflater::compress.
+  std::size_t compress(const std::string& archive, const std::string& item, const unsigned char* in,
+                       std::size_t count, bool last, std::vector<unsigned char>& out) {
+    stream_.next_in = const_cast<unsigned char*>(in);
+    stream_.avail_in = static_cast<std::uint32_t>(count);
+    stream_.end_of_stream = last ? 1 : 0;
+    stream_.flush = last ? NO_FLUSH : SYNC_FLUSH;
+    std::size_t done = 0;
+    for (;;) {
+      if (done == out.size()) growOutput(out, count + count / 8 + 1024);
+      stream_.next_out = out.data() + done;
+      auto offered =
+          static_cast<std::uint32_t>(std::min<std::size_t>(out.size() - done, UINT32_MAX));
+      stream_.avail_out = offered;
+      int rc = isal_deflate(&stream_);
+      done += offered - stream_.avail_out;
+      if (rc != COMP_OK) {
+        throwItemError(archive, item, "compression failed: ISA-L error " + std::to_string(rc));
+      }
+      // Done once all input is taken and the output did not fill: the flush or the end of the
+      // stream is then written too.
+      if (stream_.avail_in == 0 && stream_.avail_out != 0) return done;
+    }
+  }
+
+ private:
+  isal_zstream stream_{};
+  std::vector<unsigned char> levelBuffer_;
 };
 
 /// DOS date and time (local time) of the items. An item dated by its source keeps that date;
@@ -292,7 +372,6 @@ class ZipWriterCore {
         file_(core::createUniqueFile(core::directoryOf(path), kTemporaryPrefix, kArchiveFileMode)),
         temporaryPath_(file_.path()),
         out_(file_),
-        level_(-1),
         dates_(options.latestTime) {}
 
   ~ZipWriterCore() {
@@ -343,17 +422,8 @@ class ZipWriterCore {
       consumed_ += count;
       if (entries_.back().method == format::kMethodStored) {
         out_.append(bytes, count);
-      } else if (buffered_ && pending_.size() + count <= kBufferedBound) {
-        pending_.insert(pending_.end(), bytes, bytes + count);
       } else {
-        if (buffered_) {
-          // Grown past the bound: the item goes on through the stream from its first byte.
-          buffered_ = false;
-          startStream();
-          compress(pending_.data(), pending_.size());
-          pending_.clear();
-        }
-        compress(bytes, count);
+        gather(bytes, count);
       }
     });
   }
@@ -391,12 +461,13 @@ class ZipWriterCore {
  private:
   enum class State { Writing, Failed, Closed, Abandoned };
 
-  /// The level for data that shrinks: the caller's, or the measured default of the stream
-  /// (zlib) or of buffered items (libdeflate).
-  int level(bool buffered = false) const {
+  /// The level for data that shrinks: the caller's, or the measured default of buffered items
+  /// (libdeflate's level) or of streamed ones (see kStreamLevel).
+  int level(bool buffered) const {
     if (options_.compressionLevel >= 0) return options_.compressionLevel;
     return buffered ? kBufferedLevel : kStreamLevel;
   }
+  int streamLevel() const { return level(false); }
 
   static const ZipWriterOptions& checked(const std::string& path, const ZipWriterOptions& options) {
     const Zip64Limits defaults;
@@ -498,127 +569,103 @@ class ZipWriterCore {
     }
   }
 
-  void deflate(const unsigned char* data, std::size_t count, int flush) {
-    z_stream& z = deflater_->stream();
-    do {
-      unsigned chunk = zlibChunk(count);
-      z.next_in = data;
-      z.avail_in = chunk;
-      do {
-        std::size_t available = 0;
-        unsigned char* room = out_.room(available);
-        unsigned offered = zlibChunk(available);
-        z.next_out = room;
-        z.avail_out = offered;
-        int rc = ::deflate(&z, flush);
-        out_.commit(offered - z.avail_out);
-        if (rc == Z_STREAM_END) return;
-        if (rc != Z_OK && rc != Z_BUF_ERROR) {
-          throwItemError(path_, entries_.back().name,
-                         std::string("compression failed: ") + zError(rc));
+  /// Takes the next bytes of a deflated item into its window, deflating each full window once
+  /// more bytes follow it.
+  void gather(const unsigned char* data, std::size_t count) {
+    while (count > 0) {
+      if (pending_.size() == kWindow) {
+        if (buffered_) {
+          // Grown past the bound: the item goes on through the stream from its first byte.
+          buffered_ = false;
+          startStream();
         }
-        // Finishing goes on until the stream ends; other calls until all input is taken and
-        // deflate stops for want of input rather than of room.
-      } while (z.avail_in > 0 || z.avail_out == 0 || flush == Z_FINISH);
+        writeWindow(false);
+      }
+      std::size_t chunk = std::min(count, kWindow - pending_.size());
+      pending_.insert(pending_.end(), data, data + chunk);
+      data += chunk;
+      count -= chunk;
+    }
+  }
+
+  /// Starts the item's data, or its data after a stored stretch, on a fresh stream of the
+  /// codec for its level.
+  void startStream() {
+    int level = streamLevel();
+    if (level >= kFirstZlibLevel) {
+      if (!deflater_) deflater_ = std::make_unique<Deflater>(path_, level);
+      deflater_->reset();
+    } else if (level > 0) {
+      if (!isalDeflater_) isalDeflater_ = std::make_unique<IsalDeflater>();
+      isalDeflater_->reset(std::max(1, level - 1));
+    }
+    storedLeft_ = 0;
+    storedStretch_ = kMinStoredStretch;
+  }
+
+  /// Writes the window of a streamed item: deflated if that shrinks it, else as stored blocks.
+  /// Each deflated window ends byte-aligned, so either form may follow the other; the history
+  /// the codec keeps across windows is the same bytes whichever form a window took. A window
+  /// that did not shrink starts a stored stretch; the codec starts afresh after it.
+  void writeWindow(bool last) {
+    const int level = streamLevel();
+    std::size_t in = pending_.size();
+    std::size_t out = 0;
+    const std::string& name = entries_.back().name;
+    bool stored = level == 0 || storedLeft_ > 0;
+    if (stored) {
+      storedLeft_ -= std::min<std::uint64_t>(storedLeft_, in);
+      if (storedLeft_ == 0 && level > 0) {
+        std::uint64_t stretch = storedStretch_;
+        startStream();
+        storedStretch_ = stretch;
+      }
+    } else {
+      out = level >= kFirstZlibLevel
+                ? deflater_->compress(path_, name, pending_.data(), in, last, compressed_)
+                : isalDeflater_->compress(path_, name, pending_.data(), in, last, compressed_);
+      stored = out * 100 >= in * kShrinkPercent;
+      storedLeft_ = stored ? storedStretch_ : 0;
+      storedStretch_ = stored ? std::min(storedStretch_ * 2, kMaxStoredStretch) : kMinStoredStretch;
+    }
+    if (stored) {
+      writeStored(pending_.data(), in, last);
+    } else {
+      out_.append(compressed_.data(), out);
+    }
+    pending_.clear();
+  }
+
+  /// Writes `count` bytes as stored deflate blocks, the last one final if `last`.
+  void writeStored(const unsigned char* data, std::size_t count, bool last) {
+    do {
+      std::size_t chunk = std::min(count, kStoredBlockMax);
+      unsigned char header[kStoredBlockHeader];
+      header[0] = last && chunk == count ? 1 : 0;
+      format::put16(header + 1, static_cast<std::uint16_t>(chunk));
+      format::put16(header + 3, static_cast<std::uint16_t>(~chunk));
+      out_.append(header, sizeof header);
+      out_.append(data, chunk);
       data += chunk;
       count -= chunk;
     } while (count > 0);
   }
 
-  /// Deflates the item's next bytes window by window, choosing each window's level.
-  void compress(const unsigned char* data, std::size_t count) {
-    while (count > 0) {
-      auto chunk = static_cast<std::size_t>(std::min<std::uint64_t>(count, windowLeft_));
-      deflate(data, chunk, Z_NO_FLUSH);
-      data += chunk;
-      count -= chunk;
-      windowLeft_ -= chunk;
-      if (windowLeft_ == 0) endWindow();
-    }
-  }
-
-  void startWindow(std::uint64_t length) {
-    const z_stream& z = deflater_->stream();
-    windowLeft_ = length;
-    windowIn_ = z.total_in;
-    windowOut_ = z.total_out;
-  }
-
-  /// After a stored stretch: back to the normal level for one window. After a deflated window:
-  /// stored for a stretch if it did not shrink.
-  void endWindow() {
-    if (level_ == 0) {
-      setLevel(level());
-      startWindow(kProbeWindow);
-      return;
-    }
-    deflate(nullptr, 0, Z_BLOCK);
-    const z_stream& z = deflater_->stream();
-    std::uint64_t in = z.total_in - windowIn_;
-    std::uint64_t out = z.total_out - windowOut_;
-    if (out * 100 < in * kShrinkPercent) {
-      storedStretch_ = kMinStoredStretch;
-      startWindow(kWindow);
-      return;
-    }
-    setLevel(0);
-    startWindow(storedStretch_);
-    storedStretch_ = std::min(storedStretch_ * 2, kMaxStoredStretch);
-  }
-
-  /// Switches the live stream's level; the input so far is flushed with the old level first.
-  void setLevel(int level) {
-    if (level == level_) return;
-    z_stream& z = deflater_->stream();
-    z.next_in = nullptr;
-    z.avail_in = 0;
-    for (;;) {
-      std::size_t available = 0;
-      unsigned char* room = out_.room(available);
-      unsigned offered = zlibChunk(available);
-      z.next_out = room;
-      z.avail_out = offered;
-      int rc = deflateParams(&z, level, Z_DEFAULT_STRATEGY);
-      out_.commit(offered - z.avail_out);
-      if (rc == Z_OK) break;
-      // Z_BUF_ERROR asks for more room; with room left over it would never succeed.
-      if (rc != Z_BUF_ERROR || z.avail_out != 0) {
-        throwItemError(path_, entries_.back().name,
-                       std::string("cannot change the compression level: ") + zError(rc));
-      }
-    }
-    level_ = level;
-  }
-
-  /// Starts the item's data on the kept zlib stream at the normal level.
-  void startStream() {
-    if (deflater_) {
-      deflater_->reset();
-      setLevel(level());
-    } else {
-      deflater_ = std::make_unique<Deflater>(path_, level());
-      level_ = level();
-    }
-    startWindow(kWindow);
-    storedStretch_ = kMinStoredStretch;
-  }
-
   /// Deflates a buffered item in one call. The time is spent by then, so the item keeps
-  /// whichever form is smaller: deflated, or stored deflate blocks (level 0), which data that
-  /// does not shrink comes to.
+  /// whichever form is smaller: deflated, or stored deflate blocks, which data that does not
+  /// shrink comes to.
   void compressBuffered() {
     if (!bufferDeflater_) bufferDeflater_ = std::make_unique<BufferDeflater>(path_, level(true));
     std::size_t in = pending_.size();
     std::size_t stored = in + kStoredBlockHeader * std::max<std::size_t>(1, (in + 65534) / 65535);
-    compressed_.resize(std::max(bufferDeflater_->bound(in), stored));
+    compressed_.resize(std::max({compressed_.size(), bufferDeflater_->bound(in), stored}));
     std::size_t out =
         bufferDeflater_->compress(pending_.data(), in, compressed_.data(), stored - 1);
     if (out == 0) {
-      if (!storedDeflater_) storedDeflater_ = std::make_unique<BufferDeflater>(path_, 0);
-      out = storedDeflater_->compress(pending_.data(), in, compressed_.data(), compressed_.size());
-      if (out == 0) throwItemError(path_, entries_.back().name, "compression failed");
+      writeStored(pending_.data(), in, true);
+    } else {
+      out_.append(compressed_.data(), out);
     }
-    out_.append(compressed_.data(), out);
     pending_.clear();
   }
 
@@ -629,7 +676,7 @@ class ZipWriterCore {
       if (buffered_) {
         compressBuffered();
       } else {
-        deflate(nullptr, 0, Z_FINISH);
+        writeWindow(true);
       }
     }
     entry.compressedSize = out_.position() - dataStart_;
@@ -765,16 +812,13 @@ class ZipWriterCore {
   core::FileHandle file_;
   std::string temporaryPath_;
   OutputBuffer out_;
-  std::unique_ptr<Deflater> deflater_;
-  std::unique_ptr<BufferDeflater> bufferDeflater_;  ///< at the normal level
-  std::unique_ptr<BufferDeflater> storedDeflater_;  ///< level 0, for data that does not shrink
-  std::vector<unsigned char> pending_;              ///< a buffered item's bytes so far
-  std::vector<unsigned char> compressed_;           ///< and its deflated form
-  bool buffered_ = false;                           ///< the current item is held in pending_
-  int level_;                                       ///< the deflater's current level
-  std::uint64_t windowLeft_ = 0;                    ///< input bytes until the current window ends
-  std::uint64_t windowIn_ = 0;   ///< the stream's total input when the window began
-  std::uint64_t windowOut_ = 0;  ///< and its total output
+  std::unique_ptr<Deflater> deflater_;              ///< zlib, for streamed items at levels 5-9
+  std::unique_ptr<IsalDeflater> isalDeflater_;      ///< ISA-L, for streamed items at levels 1-4
+  std::unique_ptr<BufferDeflater> bufferDeflater_;  ///< libdeflate, for buffered items
+  std::vector<unsigned char> pending_;     ///< a buffered item so far, or a streamed item's window
+  std::vector<unsigned char> compressed_;  ///< their deflated form
+  bool buffered_ = false;                  ///< the current item is held in pending_ whole
+  std::uint64_t storedLeft_ = 0;  ///< bytes of a streamed item still to store without trying
   std::uint64_t storedStretch_ = kMinStoredStretch;  ///< length of the next stored stretch
   std::vector<Entry> entries_;
   std::unordered_set<std::string> names_;
