@@ -29,6 +29,8 @@ constexpr int kMaxLinkExpansions = 40;
 constexpr int kMaxOpenat2Retries = 64;
 /// Attempts at a fresh temporary name before giving up.
 constexpr int kMaxTemporaryNameAttempts = 100;
+/// A file's content goes to the kernel in writes of at most this size (see StagedFile::write).
+constexpr std::size_t kMaxWriteSize = 16 * 1024;
 
 std::atomic<bool> walkForced{false};
 /// Set once the kernel (or a seccomp policy) has answered ENOSYS or EPERM to openat2.
@@ -371,8 +373,14 @@ StagedFile::~StagedFile() {
 }
 
 void StagedFile::write(const char* data, std::size_t count) {
+  // Small writes. The page cache of ext4 sizes its folios after the write, and 256 KiB
+  // writes made the kernel's copy into fresh 256 KiB folios the bulk of a disk extraction
+  // (70% of the samples of a slow run), though not on tmpfs. Extracting two 512 MiB files to
+  // ext4 right after writing the package, 4 alternating runs each on a shared machine:
+  // 256 KiB writes 3.50-4.56 s (system 1.47-1.72 s), 16 KiB writes 1.82-2.55 s (system
+  // 0.43-0.58 s); to tmpfs the medians were 2.22 s and 2.33 s, within the noise.
   while (count > 0) {
-    const ssize_t written = ::write(fd_.get(), data, count);
+    const ssize_t written = ::write(fd_.get(), data, std::min(count, kMaxWriteSize));
     if (written < 0) {
       if (errno == EINTR) continue;
       fail("write its content", errno);

