@@ -9,8 +9,6 @@
 
 #include <PathSafety.hpp>
 #include <algorithm>
-#include <memory>
-
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cerrno>
 #include <cstdint>
@@ -22,6 +20,7 @@
 #include <kzfpackage/MessageIds.hpp>
 #include <kzfpackage/Verbose.hpp>
 #include <map>
+#include <memory>
 #include <opc/String.hpp>
 #include <opc/model/CoreProperties.hpp>
 #include <opc/model/Package.hpp>
@@ -169,8 +168,7 @@ class OutputBudget {
 class TreeWriter {
  public:
   TreeWriter(const opc::model::Package& package, const KZFFileReaderFactory& readerFactory,
-             const std::string& root, const KZFExtractionBudget& budget,
-             KZFExistingNames existing)
+             const std::string& root, const KZFExtractionBudget& budget, KZFExistingNames existing)
       : package_(package),
         readerFactory_(readerFactory),
         root_(root),
@@ -241,15 +239,17 @@ class TreeWriter {
       pathsafety::refuseEntry(planned.shownName,
                               std::string("cannot create the link: ") + std::strerror(errno));
     }
-    std::string temporary;
-    for (unsigned attempt = 0;; ++attempt) {
-      temporary = ".kzflnk-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
-      if (::symlinkat(planned.linkTarget.c_str(), folder.get(), temporary.c_str()) == 0) break;
-      if (errno != EEXIST || attempt == 100) {
-        pathsafety::refuseEntry(planned.shownName, std::string("cannot create the link: ") +
-                                                       std::strerror(errno));
-      }
-    }
+    const std::string temporary = pathsafety::makeUnderFreshName(
+        ".kzflnk-", planned.shownName, [&](const std::string& candidate) {
+          if (::symlinkat(planned.linkTarget.c_str(), folder.get(), candidate.c_str()) == 0) {
+            return true;
+          }
+          if (errno != EEXIST) {
+            pathsafety::refuseEntry(planned.shownName,
+                                    std::string("cannot create the link: ") + std::strerror(errno));
+          }
+          return false;
+        });
     if (::renameat(folder.get(), temporary.c_str(), folder.get(), name.c_str()) != 0) {
       const int error = errno;
       ::unlinkat(folder.get(), temporary.c_str(), 0);
@@ -403,7 +403,8 @@ OnDisk lookUp(int root, const std::string& relative, const std::string& entry) {
     return S_ISDIR(status.st_mode) ? OnDisk::Folder : OnDisk::Other;
   }
   if (errno == ENOENT) return OnDisk::Absent;
-  pathsafety::refuseEntry(entry, std::string("cannot look at what is there: ") + std::strerror(errno));
+  pathsafety::refuseEntry(entry,
+                          std::string("cannot look at what is there: ") + std::strerror(errno));
 }
 
 /// True when the folder `root` holds no name at all (or cannot be listed: the writing reports

@@ -184,13 +184,15 @@ void checkLinkTarget(const EntryPath& link, const std::string& target,
     const auto through = links.find(place);
     if (through == links.end()) continue;
     if (++expansions > kMaxLinkExpansions) {
-      refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" leads through a loop of links");
+      refuseEntry(shown, Rule::Link,
+                  "the link target \"" + target + "\" leads through a loop of links");
     }
     leave();
     const std::string& next = through->second;
     if (!next.empty() && next.front() == '/') {
-      refuseEntry(shown, Rule::Link, "the link target \"" + target + "\" passes through the link \"" +
-                             through->first + "\", whose target is absolute");
+      refuseEntry(shown, Rule::Link,
+                  "the link target \"" + target + "\" passes through the link \"" + through->first +
+                      "\", whose target is absolute");
     }
     std::vector<std::string> parts = split(next);
     pending.insert(pending.begin(), parts.begin(), parts.end());
@@ -349,21 +351,27 @@ StagedFile::StagedFile(const FileHandle& folder, const std::string& finalName,
 }
 
 void StagedFile::createTemporary() {
+  temporaryName_ = makeUnderFreshName(".kzfext-", entry_, [this](const std::string& candidate) {
+    fd_ = FileHandle(::openat(folder_, candidate.c_str(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    if (fd_.get() >= 0) return true;
+    if (errno != EEXIST) fail("create a temporary file in its folder", errno);
+    return false;
+  });
+}
+
+std::string makeUnderFreshName(const std::string& prefix, const std::string& entry,
+                               const std::function<bool(const std::string&)>& make) {
   static constexpr char kAlphabet[] = "abcdefghijklmnopqrstuvwxyz0123456789";
   thread_local std::mt19937_64 random{std::random_device{}()};
   std::uniform_int_distribution<std::size_t> pick(0, sizeof kAlphabet - 2);
   for (int attempt = 0; attempt < kMaxTemporaryNameAttempts; ++attempt) {
-    std::string candidate = ".kzfext-";
+    std::string candidate = prefix;
     for (int i = 0; i < 8; ++i) candidate += kAlphabet[pick(random)];
-    fd_ = FileHandle(::openat(folder_, candidate.c_str(),
-                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (fd_.get() >= 0) {
-      temporaryName_ = std::move(candidate);
-      return;
-    }
-    if (errno != EEXIST) fail("create a temporary file in its folder", errno);
+    if (make(candidate)) return candidate;
   }
-  fail("find a free temporary name in its folder", EEXIST);
+  refuseEntry(entry, std::string("cannot find a free temporary name in its folder: ") +
+                         std::strerror(EEXIST));
 }
 
 StagedFile::~StagedFile() {

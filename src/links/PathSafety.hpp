@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <ctime>
 #include <fl/i18n/ustring.hpp>
+#include <functional>
 #include <kzfpackage/KZFFileEntry.hpp>
 #include <map>
 #include <opc/core/FileHandle.hpp>
@@ -137,6 +138,13 @@ class HeldFolder {
   std::vector<std::string> components_;
   FileHandle fd_;
 };
+
+/// Makes something (a file, a link) beside the name it is to replace, under a fresh hidden name
+/// `prefix` + 8 random letters and digits, and returns that name. `make(name)` returns true once
+/// it has made it, false when the name is taken (EEXIST), and reports any other failure
+/// itself; when no free name turns up, the refusal names `entry`.
+std::string makeUnderFreshName(const std::string& prefix, const std::string& entry,
+                               const std::function<bool(const std::string&)>& make);
 
 /// A file being written into its folder; unless `commit` runs, nothing of it stays. Where the
 /// final name is free, the file is created under it (O_EXCL | O_NOFOLLOW) and removed again on
