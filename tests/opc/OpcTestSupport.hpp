@@ -17,8 +17,8 @@
 #include <xercesc/dom/DOMNamedNodeMap.hpp>
 
 #include "MemoryStreams.hpp"
+#include "RowLabel.hpp"
 #include "TempDir.hpp"
-#include "XmlAttacks.hpp"
 
 /// Expects `statement` to throw `Type` whose text contains `text`.
 #define EXPECT_OPC_ERROR(statement, Type, text) \

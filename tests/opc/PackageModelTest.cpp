@@ -41,7 +41,6 @@ using opctest::childElements;
 using opctest::readPart;
 using opctest::writePart;
 using ::testing::ElementsAre;
-using ::testing::UnorderedElementsAre;
 
 const ContentType kText("text/plain");
 const StandardPartInfo kDeflated(1, 0);
@@ -230,35 +229,6 @@ INSTANTIATE_TEST_SUITE_P(
                       BadTypeRow{"ParameterWithoutValue", "text/plain;charset", "has no '='"},
                       BadTypeRow{"UnclosedQuote", "text/plain;a=\"b", "not closed"}),
     kzftest::RowLabel());
-
-TEST_F(PackageTest, ContentTypesAreDefaultsForTheCommonTypeOfAnExtensionOverridesOtherwise) {
-  const std::vector<std::pair<ustring, std::string>> parts = {
-      {u"/a.txt", "text/plain"},
-      {u"/special.TXT", "text/x-special"},
-      {u"/b.Txt", "text/plain"},
-      {u"/README", "text/plain"},
-      {u"/tool.vxfa64", "application/x-exe;platform=glnxa64"},
-      {u"/other.vxfa64", "Application/X-Exe"},
-      {u"/more.vxfa64", "application/x-exe;platform=glnxa64"},
-      {u"/" + URI::encodeComponent(u"dir x/\u00e9#1", "/"), "text/x-odd"}};
-  create([&](Package& package) {
-    for (const auto& [name, type] : parts)
-      package.createPart(PartName(name), ContentType(type), kDeflated);
-  });
-  EXPECT_THAT(childElements(item("[Content_Types].xml")),
-              UnorderedElementsAre("Default ContentType=text/plain Extension=txt",
-                                   "Default ContentType=application/x-exe;platform=glnxa64 "
-                                   "Extension=vxfa64",
-                                   "Override ContentType=text/x-special PartName=/special.TXT",
-                                   "Override ContentType=text/plain PartName=/README",
-                                   "Override ContentType=Application/X-Exe PartName=/other.vxfa64",
-                                   "Override ContentType=text/x-odd PartName=/dir%20x/%C3%A9%231"));
-  Package package(container, true);
-  package.open(OpenMode::Read);
-  for (const auto& [name, type] : parts) {
-    EXPECT_EQ(package.getPart(PartName(name)).getContentType().toString(), type);
-  }
-}
 
 // ---------------------------------------------------------------------------------------------
 // Relationships.
