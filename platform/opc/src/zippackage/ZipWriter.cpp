@@ -136,6 +136,7 @@ class OutputBuffer {
   std::uint64_t position() const { return base_ + used_; }
 
   void append(const void* data, std::size_t count) {
+    if (count == 0) return;  // an empty stored block has no data, and may have no buffer
     if (used_ + count > buffer_.size()) flush();
     if (count >= buffer_.size()) {
       file_.writeAt(base_, data, count);
