@@ -3,7 +3,6 @@
 
 #include <opc/core/FileHandle.hpp>
 #include <opc/util/TempfileGuard.hpp>
-#include <utility>
 
 namespace opc::util {
 
@@ -26,19 +25,6 @@ TempfileGuard::TempfileGuard(const fl::i18n::ustring& directory) {
 }
 
 TempfileGuard::~TempfileGuard() { removeFile(); }
-
-TempfileGuard::TempfileGuard(TempfileGuard&& other) noexcept
-    : fileName_(std::move(other.fileName_)),
-      narrowFileName_(std::exchange(other.narrowFileName_, std::string())) {}
-
-TempfileGuard& TempfileGuard::operator=(TempfileGuard&& other) noexcept {
-  if (this != &other) {
-    removeFile();
-    fileName_ = std::move(other.fileName_);
-    narrowFileName_ = std::exchange(other.narrowFileName_, std::string());
-  }
-  return *this;
-}
 
 const fl::i18n::ustring& TempfileGuard::getFileName() const { return fileName_; }
 

@@ -10,15 +10,13 @@ namespace opc::util {
 /// Reserves a fresh, unused file name in a directory by creating an empty file under it, and
 /// deletes whatever file has that name when destroyed. A caller may remove the file and rename
 /// another one onto the name (to keep a backup there): the guard deletes that one in turn.
-/// Movable, not copyable.
+/// Neither copied nor moved: its owner holds it by pointer.
 class OPC_API TempfileGuard {
  public:
   /// Creates the file in `directory`. Throws std::runtime_error naming the directory when it
   /// cannot be created there.
   explicit TempfileGuard(const fl::i18n::ustring& directory);
   ~TempfileGuard();
-  TempfileGuard(TempfileGuard&& other) noexcept;
-  TempfileGuard& operator=(TempfileGuard&& other) noexcept;
   TempfileGuard(const TempfileGuard&) = delete;
   TempfileGuard& operator=(const TempfileGuard&) = delete;
 
