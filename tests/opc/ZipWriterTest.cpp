@@ -172,14 +172,19 @@ TEST_F(ZipTest, OperationsCheckTheOpenMode) {
   EXPECT_ZIP_ERROR(created.openItem("a"), "new.zip", "open for creation, not for reading");
 }
 
-TEST_F(ZipTest, AMissingFileOrDirectoryIsNamed) {
-  ZipPhysicalPackage package(upath(tmp / "missing.zip"), false, false);
-  EXPECT_ZIP_ERROR(package.open(OpenMode::Read), "missing.zip", "cannot open for reading",
+TEST_F(ZipTest, OpeningNamesAMissingFileOrFolderAndRefusesLimitsAboveTheFormats) {
+  ZipPhysicalPackage missing(upath(tmp / "missing.zip"), false, false);
+  EXPECT_ZIP_ERROR(missing.open(OpenMode::Read), "missing.zip", "cannot open for reading",
                    "No such file");
-  EXPECT_FALSE(package.isOpen());
+  EXPECT_FALSE(missing.isOpen());
   ZipPhysicalPackage created(upath(tmp / "no-such-dir" / "p.zip"), false, false);
   EXPECT_ZIP_ERROR(created.open(OpenMode::Create),
                    "no-such-dir: cannot create a file in the folder");
+  Zip64Limits limits;
+  limits.size = 0x100000000;
+  ZipPhysicalPackage tooLarge(upath(packagePath()), false, false, limits);
+  EXPECT_THROW(tooLarge.open(OpenMode::Create), std::invalid_argument);
+  EXPECT_TRUE(strayFiles().empty());
 }
 
 // A non-empty folder at the path: the final rename cannot replace it. The temporary file goes
@@ -231,14 +236,6 @@ TEST_F(ZipTest, AWriteFailureEndsThePackageAndCloseReportsIt) {
                    "after an earlier error", "File too large");
   EXPECT_ZIP_ERROR(package.close(false), "package.zip", "after an earlier error", "File too large");
   EXPECT_FALSE(fs::exists(packagePath()));
-}
-
-TEST_F(ZipTest, Zip64LimitsAboveTheFormatsAreRefused) {
-  Zip64Limits limits;
-  limits.size = 0x100000000;
-  ZipPhysicalPackage package(upath(packagePath()), false, false, limits);
-  EXPECT_THROW(package.open(OpenMode::Create), std::invalid_argument);
-  EXPECT_TRUE(strayFiles().empty());
 }
 
 }  // namespace
