@@ -118,11 +118,9 @@ inline std::vector<unsigned char> readBytes(const boost::filesystem::path& path)
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-inline void writeBytes(const boost::filesystem::path& path,
-                       const std::vector<unsigned char>& bytes) {
-  std::ofstream out(path.string(), std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()),
-            static_cast<std::streamsize>(bytes.size()));
+inline void writeBytes(const boost::filesystem::path& path, const std::vector<unsigned char>& b) {
+  std::ofstream(path.string(), std::ios::binary)
+      .write(reinterpret_cast<const char*>(b.data()), static_cast<std::streamsize>(b.size()));
 }
 
 inline std::uint16_t get16(const std::vector<unsigned char>& b, std::size_t at) {
