@@ -9,9 +9,9 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "RowLabel.hpp"
 #include "ZipTestArchive.hpp"
 
 namespace kzftest {
@@ -71,60 +71,44 @@ TEST_F(ZipTest, ATemporaryFileBesideThePathReplacesItOnlyAtClose) {
 // The same items give the same bytes: an item is dated by its own time (local, in DOS form,
 // pinned to 1980-01-01 and 2107-12-31 23:59:58), bounded by the latest time; an undated one
 // takes the latest date before it, or 1980-01-01.
-struct DateRow {
-  std::string label;
-  std::optional<std::int64_t> latest;
-  std::vector<std::optional<std::int64_t>> times;  ///< one item each
-  std::string dates;                               ///< as written, in UTC
-};
-
-class ZipDates : public ZipTest, public ::testing::WithParamInterface<DateRow> {};
-
-TEST_P(ZipDates, AreDosDatesClampedAndUndatedItemsTakeThePreviousOne) {
+TEST_F(ZipTest, DosDatesAreClampedAndUndatedItemsTakeThePreviousOne) {
+  const std::optional<std::int64_t> undated;
   const char* zone = std::getenv("TZ");
   const std::string saved = zone ? zone : "";
   ::setenv("TZ", "UTC", 1);
   ::tzset();
-  ZipPhysicalPackage package(upath(packagePath()), false, false);
-  package.setLatestItemTime(GetParam().latest);
-  package.open(OpenMode::Create);
-  int n = 0;
-  for (const auto& time : GetParam().times) {
-    package.createItem(std::to_string(n++), CompressionType::Deflated, 0, time)->write("x", 1);
-  }
-  package.close(false);
-  std::string dates;
-  for (const auto& entry : parseZip(readBytes(packagePath())).entries) {
-    const std::uint32_t d = entry.central.dosTime;
-    char text[32];
-    std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u ", (d >> 25) + 1980,
-                  d >> 21 & 0xF, d >> 16 & 0x1F, d >> 11 & 0x1F, d >> 5 & 0x3F, (d & 0x1F) * 2);
-    dates += text;
+  // latest time, the items' times, their dates as written
+  for (const auto& [latest, times, expected] :
+       std::vector<std::tuple<std::optional<std::int64_t>, std::vector<std::optional<std::int64_t>>,
+                              std::string>>{
+           {{}, {1500000001}, "2017-07-14 02:40:00 "},  // an odd second rounds down
+           {{}, {0, -5000000000}, "1980-01-01 00:00:00 1980-01-01 00:00:00 "},
+           {{}, {4354819199, 4500000000}, "2107-12-31 23:59:58 2107-12-31 23:59:58 "},
+           {1550000000, {1600000000, 1500000000}, "2019-02-12 19:33:20 2017-07-14 02:40:00 "},
+           {{},
+            {undated, 1600000000, 1500000000, undated},
+            "1980-01-01 00:00:00 2020-09-13 12:26:40 2017-07-14 02:40:00 2020-09-13 12:26:40 "}}) {
+    ZipPhysicalPackage package(upath(packagePath()), false, false);
+    package.setLatestItemTime(latest);
+    package.open(OpenMode::Create);
+    int n = 0;
+    for (const auto& time : times) {
+      package.createItem(std::to_string(n++), CompressionType::Deflated, 0, time)->write("x", 1);
+    }
+    package.close(false);
+    std::string dates;
+    for (const auto& entry : parseZip(readBytes(packagePath())).entries) {
+      const std::uint32_t d = entry.central.dosTime;
+      char text[32];
+      std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u ", (d >> 25) + 1980,
+                    d >> 21 & 0xF, d >> 16 & 0x1F, d >> 11 & 0x1F, d >> 5 & 0x3F, (d & 0x1F) * 2);
+      dates += text;
+    }
+    EXPECT_EQ(dates, expected);
   }
   zone ? ::setenv("TZ", saved.c_str(), 1) : ::unsetenv("TZ");
   ::tzset();
-  EXPECT_EQ(dates, GetParam().dates);
 }
-
-const std::optional<std::int64_t> kUndated;
-
-INSTANTIATE_TEST_SUITE_P(
-    Zip, ZipDates,
-    ::testing::Values(
-        DateRow{"OddSecondRoundsDown", {}, {1500000001}, "2017-07-14 02:40:00 "},
-        DateRow{"Before1980", {}, {0, -5000000000}, "1980-01-01 00:00:00 1980-01-01 00:00:00 "},
-        DateRow{
-            "After2107", {}, {4354819199, 4500000000}, "2107-12-31 23:59:58 2107-12-31 23:59:58 "},
-        DateRow{"BoundedByTheLatestTime",
-                1550000000,
-                {1600000000, 1500000000},
-                "2019-02-12 19:33:20 2017-07-14 02:40:00 "},
-        DateRow{
-            "UndatedTakeThePreviousOrTheEpoch",
-            {},
-            {kUndated, 1600000000, 1500000000, kUndated},
-            "1980-01-01 00:00:00 2020-09-13 12:26:40 2017-07-14 02:40:00 2020-09-13 12:26:40 "}),
-    RowLabel());
 
 // Refused names and writes to a finished item's stream lose none of the package's other bytes.
 TEST_F(ZipTest, RefusalsLeaveThePackageUsable) {
