@@ -1,4 +1,4 @@
-// Test support for the package model: error matchers, part streams, a zip container per test
+// Test support for the package model: error matchers, reading parts, a zip container per test
 // that can also be laid out item by item, and a look at written XML.
 #pragma once
 
@@ -25,12 +25,6 @@
   EXPECT_THAT([&] { statement; }, ::testing::ThrowsMessage<Type>(::testing::HasSubstr(text)))
 
 namespace opctest {
-
-/// Writes `bytes` to the part's output stream.
-inline void writePart(opc::model::Part part, const std::string& bytes) {
-  auto out = part.getOutputStream();
-  ASSERT_EQ(out->write(bytes.data(), bytes.size()), bytes.size());
-}
 
 inline std::string readAll(opc::InputStream& in) {
   std::ostringstream out;
@@ -63,7 +57,7 @@ class ContainerTest : public kzftest::TempDirTest {
     }
     container.close(false);
   }
-  /// The stored items, each as "name method".
+  /// The names of the stored items, in their order.
   std::vector<std::string> itemNames() {
     opc::zippackage::ZipPhysicalPackage reader(path, false, false);
     reader.open(opc::interfaces::OpenMode::Read);

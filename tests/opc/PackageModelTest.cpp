@@ -2,8 +2,8 @@
 // state checks, written and read back, and containers laid out item by item.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <boost/date_time/posix_time/posix_time.hpp>
-#include <boost/filesystem/fstream.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/CoreProperties.hpp>
 #include <opc/model/Exceptions.hpp>
@@ -14,32 +14,16 @@
 #include <unordered_set>
 
 #include "OpcTestSupport.hpp"
-#include "ZipCheck.hpp"
 
 namespace {
 
 namespace pt = boost::posix_time;
+using namespace opc::model;
 using opc::ustring;
 using opc::interfaces::CompressionType;
 using opc::interfaces::OpenMode;
-using opc::model::ContentType;
-using opc::model::CoreProperties;
-using opc::model::InvalidContentType;
-using opc::model::InvalidPackage;
-using opc::model::InvalidPartName;
-using opc::model::InvalidRelationship;
-using opc::model::Package;
-using opc::model::PackageHelper;
-using opc::model::PackageStateError;
-using opc::model::Part;
-using opc::model::PartName;
-using opc::model::Relationship;
-using opc::model::StandardPartInfo;
-using opc::model::TargetMode;
-using opc::model::URI;
 using opctest::childElements;
 using opctest::readPart;
-using opctest::writePart;
 using ::testing::ElementsAre;
 
 const ContentType kText("text/plain");
@@ -106,94 +90,92 @@ TEST_F(PackageTest, OperationsCheckTheStateAndTheNames) {
   EXPECT_OPC_ERROR(orphan->getOutputStream(), PackageStateError, "not open");
 }
 
-// ---------------------------------------------------------------------------------------------
-// Reading containers laid out by hand.
+using Items = std::vector<std::pair<std::string, std::string>>;
 
 struct ReadRow {
   std::string label;
-  std::vector<std::pair<std::string, std::string>> items;  // the content types come first
-  std::string strictError;                                 // "" when strict reading succeeds
-  std::size_t lenientParts;                                // npos when lenient reading fails
+  std::string strictError;   // "" when strict reading succeeds
+  std::size_t lenientParts;  // kFails when lenient reading fails too
+  std::string types;
+  Items items;
 };
+
+ReadRow row(std::string label, std::string error, std::size_t lenient, std::string types,
+            Items items = {}) {
+  return {label, error, lenient, types, items};
+}
+
+constexpr std::size_t kFails = std::string::npos;
 
 class ReadingTest : public opctest::ContainerTest, public ::testing::WithParamInterface<ReadRow> {};
 
 TEST_P(ReadingTest, StrictRefusesWhatLenientSkips) {
-  const auto& items = GetParam().items;
-  layOut(items[0].second, {items.begin() + 1, items.end()});
+  const ReadRow& row = GetParam();
+  layOut(row.types, row.items);
   auto read = [](Package& package) {
     package.open(OpenMode::Read);
     package.getRelationships();
+    PackageHelper::getCoreProperties(package);
     return package.getParts().size();
   };
   for (bool strict : {true, false}) {
     Package package(container, strict);
-    if (strict ? !GetParam().strictError.empty() : GetParam().lenientParts == std::string::npos) {
-      EXPECT_OPC_ERROR(read(package), std::runtime_error, GetParam().strictError);
+    if (strict ? !row.strictError.empty() : row.lenientParts == kFails) {
+      EXPECT_OPC_ERROR(read(package), std::runtime_error, row.strictError);
     } else {
       const std::size_t parts = read(package);
-      EXPECT_TRUE(strict || parts == GetParam().lenientParts) << parts;
+      EXPECT_TRUE(strict || parts == row.lenientParts) << parts;
     }
   }
 }
 
 const std::string kTxt = "<Default Extension='txt' ContentType='text/plain'/>";
 
-/// A relationships part with a good relationship and one with `attributes`.
-std::string rels(const std::string& attributes) {
-  return "<Relationships xmlns='" + kRelsNs + "'><Relationship Id='ok' Type='t' Target='a'/>" +
-         "<Relationship " + attributes + "/></Relationships>";
+/// A row whose "_rels/.rels" holds a good relationship and one with `attributes`.
+ReadRow relsRow(const std::string& label, const std::string& attributes, const std::string& error) {
+  return row(label, "p.kzf:_rels/.rels: " + error, 0, "",
+             {{"_rels/.rels", "<Relationships xmlns='" + kRelsNs +
+                                  "'><Relationship Id='ok' Type='t' Target='a'/><Relationship " +
+                                  attributes + "/></Relationships>"}});
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Containers, ReadingTest,
     ::testing::Values(
-        ReadRow{"EquivalentItemNames",
-                {{"", kTxt}, {"Docs/a.txt", "1"}, {"docs/A.TXT", "2"}},
-                "p.kzf: the items \"Docs/a.txt\" and \"docs/A.TXT\" have equivalent names",
-                std::string::npos},
-        ReadRow{"ItemNameThatIsNoPartName",
-                {{"", kTxt}, {"good.txt", "1"}, {"raw space.txt", "2"}, {"folder/", ""}},
-                "invalid part name \"/raw space.txt\"",
-                1},
-        ReadRow{"ItemsWithoutAContentType",
-                {{"", kTxt}, {"a.txt", ""}, {"notes", ""}, {"b.x", ""}},
-                "",
-                1},
-        ReadRow{"BadDefaultAndUnknownElement",
-                {{"", kTxt + "<Default Extension='bad' ContentType='not a type'/><Unknown/>"},
-                 {"a.txt", ""},
-                 {"b.bad", ""}},
-                "\"not a type\"",
-                1},
-        ReadRow{"TwoDefaultsForAnExtension",
-                {{"",
-                  "<Default Extension='xml' ContentType='a/b'/>"
-                  "<Default Extension='XML' ContentType='a/c'/>"}},
-                "p.kzf:[Content_Types].xml: two Default entries for \"XML\"",
-                std::string::npos},
-        ReadRow{"TwoOverridesForAName",
-                {{"",
-                  "<Override PartName='/a/B' ContentType='a/b'/>"
-                  "<Override PartName='/A/b' ContentType='a/b'/>"}},
-                "p.kzf:[Content_Types].xml: two Override entries for \"/A/b\"",
-                std::string::npos},
-        ReadRow{"DuplicateRelationshipId",
-                {{"", ""}, {"_rels/.rels", rels("Id='ok' Type='t' Target='b'")}},
-                "p.kzf:_rels/.rels: relationship id \"ok\" is used twice",
-                0},
-        ReadRow{"BadRelationshipId",
-                {{"", ""}, {"_rels/.rels", rels("Id='1' Type='t' Target='b'")}},
-                "p.kzf:_rels/.rels: relationship id \"1\" is not a valid NCName",
-                0},
-        ReadRow{"RelationshipWithoutTarget",
-                {{"", ""}, {"_rels/.rels", rels("Id='b' Type='t'")}},
-                "p.kzf:_rels/.rels: a relationship lacks its Id, Type or Target",
-                0},
-        ReadRow{"UnknownTargetMode",
-                {{"", ""}, {"_rels/.rels", rels("Id='b' Type='t' Target='b' TargetMode='Far'")}},
-                "p.kzf:_rels/.rels: relationship \"b\" has the unknown target mode \"Far\"",
-                0}),
+        row("EquivalentItemNames",
+            "p.kzf: the items \"Docs/a.txt\" and \"docs/A.TXT\" have equivalent names", kFails,
+            kTxt, {{"Docs/a.txt", "1"}, {"docs/A.TXT", "2"}}),
+        row("ItemNameThatIsNoPartName", "invalid part name \"/raw space.txt\"", 1, kTxt,
+            {{"good.txt", "1"}, {"raw space.txt", "2"}, {"folder/", ""}}),
+        row("BadDefaultAndUnknownElement", "\"not a type\"", 1,
+            kTxt + "<Default Extension='bad' ContentType='not a type'/><Unknown/>",
+            {{"a.txt", ""}, {"b.bad", ""}}),
+        row("TwoDefaultsForAnExtension",
+            "p.kzf:[Content_Types].xml: two Default entries for \"XML\"", kFails,
+            "<Default Extension='xml' ContentType='a/b'/><Default Extension='XML' "
+            "ContentType='a/c'/>"),
+        row("TwoOverridesForAName", "p.kzf:[Content_Types].xml: two Override entries for \"/A/b\"",
+            kFails,
+            "<Override PartName='/a/B' ContentType='a/b'/><Override PartName='/A/b' "
+            "ContentType='a/b'/>"),
+        relsRow("DuplicateRelationshipId", "Id='ok' Type='t' Target='b'",
+                "relationship id \"ok\" is used twice"),
+        relsRow("BadRelationshipId", "Id='1' Type='t' Target='b'",
+                "relationship id \"1\" is not a valid NCName"),
+        relsRow("RelationshipWithoutTarget", "Id='b' Type='t'",
+                "a relationship lacks its Id, Type or Target"),
+        relsRow("UnknownTargetMode", "Id='b' Type='t' Target='b' TargetMode='Far'",
+                "relationship \"b\" has the unknown target mode \"Far\""),
+        row("BadCorePropertiesDate",
+            "p.kzf:c.xml: the property dcterms:created: invalid date-time \"last week\"", kFails,
+            "<Default Extension='xml' ContentType='application/xml'/>",
+            {{"_rels/.rels",
+              "<Relationships xmlns='" + kRelsNs + "'><Relationship Id='c' Target='c.xml' Type='" +
+                  PackageHelper::CORE_PROPERTIES_RELATIONSHIP + "'/></Relationships>"},
+             {"c.xml",
+              "<cp:coreProperties xmlns:cp='http://schemas.openxmlformats.org/package/2006/"
+              "metadata/core-properties' xmlns:dcterms='http://purl.org/dc/terms/'>"
+              "<dcterms:created>last week</dcterms:created></cp:coreProperties>"}})),
     kzftest::RowLabel());
 
 TEST_F(PackageTest, AContainerWithoutContentTypesIsNotAPackage) {
@@ -205,33 +187,17 @@ TEST_F(PackageTest, AContainerWithoutContentTypesIsNotAPackage) {
                    "p.kzf: the package has no [Content_Types].xml item");
 }
 
-// ---------------------------------------------------------------------------------------------
-// Content types.
-
-struct BadTypeRow {
-  std::string label;
-  const char* text;
-  const char* reason;
-};
-
-class BadContentTypeTest : public ::testing::TestWithParam<BadTypeRow> {};
-
-TEST_P(BadContentTypeTest, IsRefusedWithItsReason) {
-  EXPECT_OPC_ERROR(ContentType{GetParam().text}, InvalidContentType, GetParam().reason);
+TEST(ContentTypeTest, ABadContentTypeIsRefusedWithItsReason) {
+  for (const auto& row : std::vector<std::pair<const char*, const char*>>{
+           {"", "it is empty"},
+           {"text", "not followed by '/'"},
+           {"text/", "expected a subtype at offset 5"},
+           {"text/plain; a=b", "parameter name at offset 11"},
+           {"text/plain;charset", "has no '='"},
+           {"text/plain;a=\"b", "not closed"}}) {
+    EXPECT_OPC_ERROR(ContentType{row.first}, InvalidContentType, row.second);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, BadContentTypeTest,
-    ::testing::Values(BadTypeRow{"Empty", "", "it is empty"},
-                      BadTypeRow{"NoSubtype", "text", "not followed by '/'"},
-                      BadTypeRow{"EmptySubtype", "text/", "expected a subtype at offset 5"},
-                      BadTypeRow{"WhiteSpace", "text/plain; a=b", "parameter name at offset 11"},
-                      BadTypeRow{"ParameterWithoutValue", "text/plain;charset", "has no '='"},
-                      BadTypeRow{"UnclosedQuote", "text/plain;a=\"b", "not closed"}),
-    kzftest::RowLabel());
-
-// ---------------------------------------------------------------------------------------------
-// Relationships.
 
 TEST_F(PackageTest, RelationshipIdsAreUniqueNCNamesPerSource) {
   Package package(container, true);
@@ -257,41 +223,28 @@ TEST_F(PackageTest, RelationshipIdsAreUniqueNCNamesPerSource) {
                    "\"/a b\"");
 }
 
-struct TargetRow {
-  std::string label;
-  ustring source;  // empty: the package
-  ustring target;
-  ustring stored;
-  ustring absolute;
-};
-
-class RelationshipTargetTest : public opctest::ContainerTest,
-                               public ::testing::WithParamInterface<TargetRow> {};
-
-TEST_P(RelationshipTargetTest, IsStoredRelativeAndResolvedAbsolute) {
-  const TargetRow& row = GetParam();
-  Package package(container, true);
-  package.open(OpenMode::Create);
-  Relationship relationship = row.source.empty()
-                                  ? package.createInternalRelationship(kType, URI(row.target), u"")
-                                  : package.createPart(PartName(row.source), kText, kDeflated)
-                                        .createInternalRelationship(kType, URI(row.target), u"");
-  EXPECT_EQ(relationship.getTargetURI(false).toString(), row.stored);
-  EXPECT_EQ(relationship.getTargetURI(true).toString(), row.absolute);
+// A target is stored relative to its source's folder (the package's is the root) and resolved
+// back to an absolute name.
+TEST_F(PackageTest, RelationshipTargetsAreStoredRelativeAndResolvedAbsolute) {
+  // source ("": the package), target as given, as stored, resolved
+  for (const auto& row : std::vector<std::array<ustring, 4>>{
+           {u"", u"/.META/manifest.xml", u".META/manifest.xml", u"/.META/manifest.xml"},
+           {u"/a/b/c.xml", u"/a/d.xml", u"../d.xml", u"/a/d.xml"},
+           {u"/a/b/c.xml", u"/a/b/e/f.xml", u"e/f.xml", u"/a/b/e/f.xml"},
+           {u"/a/b/c.xml", u"/x/y.xml", u"../../x/y.xml", u"/x/y.xml"},
+           {u"/a/b/c.xml", u"../g.xml", u"../g.xml", u"/a/g.xml"},
+           {u"", u"/x:y/z", u"./x:y/z", u"/x:y/z"},  // not to be read as a scheme
+           {u"/a/b.xml", u"/a/b.xml", u"b.xml", u"/a/b.xml"}}) {
+    Package package(container, true);
+    package.open(OpenMode::Create);
+    Relationship relationship = row[0].empty()
+                                    ? package.createInternalRelationship(kType, URI(row[1]), u"")
+                                    : package.createPart(PartName(row[0]), kText, kDeflated)
+                                          .createInternalRelationship(kType, URI(row[1]), u"");
+    EXPECT_EQ(relationship.getTargetURI(false).toString(), row[2]);
+    EXPECT_EQ(relationship.getTargetURI(true).toString(), row[3]);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, RelationshipTargetTest,
-    ::testing::Values(
-        TargetRow{"PackageToNestedPart", u"", u"/.META/manifest.xml", u".META/manifest.xml",
-                  u"/.META/manifest.xml"},
-        TargetRow{"SiblingFolder", u"/a/b/c.xml", u"/a/d.xml", u"../d.xml", u"/a/d.xml"},
-        TargetRow{"Subfolder", u"/a/b/c.xml", u"/a/b/e/f.xml", u"e/f.xml", u"/a/b/e/f.xml"},
-        TargetRow{"OtherTree", u"/a/b/c.xml", u"/x/y.xml", u"../../x/y.xml", u"/x/y.xml"},
-        TargetRow{"RelativeGiven", u"/a/b/c.xml", u"../g.xml", u"../g.xml", u"/a/g.xml"},
-        TargetRow{"ColonInFirstSegment", u"", u"/x:y/z", u"./x:y/z", u"/x:y/z"},
-        TargetRow{"Itself", u"/a/b.xml", u"/a/b.xml", u"b.xml", u"/a/b.xml"}),
-    kzftest::RowLabel());
 
 TEST_F(PackageTest, RelationshipsAreWrittenPerSourceAndReadBackByType) {
   create([](Package& package) {
@@ -325,81 +278,50 @@ TEST_F(PackageTest, RelationshipsAreWrittenPerSourceAndReadBackByType) {
   EXPECT_FALSE(reader.hasPart(PartName(u"/dir/_rels/p.xml.rels")));
 }
 
-// ---------------------------------------------------------------------------------------------
-// Core properties.
-
 pt::ptime at(int y, int mo, int d, int h, int mi, int s, int micro = 0) {
   return pt::ptime(boost::gregorian::date(y, mo, d),
                    pt::time_duration(h, mi, s) + pt::microseconds(micro));
 }
 
-struct TimeRow {
-  std::string label;
-  ustring text;
-  pt::ptime time;
-  const char* error = nullptr;  // instead of a time
-};
-
-class TimeFromTextTest : public ::testing::TestWithParam<TimeRow> {};
-
-TEST_P(TimeFromTextTest, GivesTheUtcTimeOrNamesTheFault) {
-  const TimeRow& row = GetParam();
-  if (row.error != nullptr) {
-    EXPECT_OPC_ERROR(CoreProperties::convertStringToTime(row.text), std::runtime_error,
-                     "invalid date-time \"" + opctest::ascii(row.text) + "\": " + row.error);
-    return;
+TEST(CorePropertiesTime, IsReadAsUtcAndWrittenBackAsTheSameTime) {
+  for (const auto& [text, time] : std::vector<std::pair<ustring, pt::ptime>>{
+           {u"2024-02-29T00:15:00-01:30", at(2024, 2, 29, 1, 45, 0)},
+           {u"2024-01-01T00:30:00+01:00", at(2023, 12, 31, 23, 30, 0)},
+           {u"2024-03-04T05:06:07.5Z", at(2024, 3, 4, 5, 6, 7, 500000)},
+           {u"2024-03-04T05:06:07.1234569Z", at(2024, 3, 4, 5, 6, 7, 123456)},  // digits dropped
+           {u"2024-03-04T05:06", at(2024, 3, 4, 5, 6, 0)},
+           {u"2024", at(2024, 1, 1, 0, 0, 0)},
+           {u"2024-03", at(2024, 3, 1, 0, 0, 0)},
+           {u"9999-12-31T23:59:59.00001Z", at(9999, 12, 31, 23, 59, 59, 10)},
+           {u"", pt::ptime(pt::not_a_date_time)}}) {
+    EXPECT_EQ(CoreProperties::convertStringToTime(text), time) << opctest::ascii(text);
+    // Written in UTC, with a fraction only when there is one.
+    if (time.is_special()) continue;
+    EXPECT_EQ(CoreProperties::convertStringToTime(CoreProperties::convertTimeToString(time)), time);
   }
-  EXPECT_EQ(CoreProperties::convertStringToTime(row.text), row.time);
-  if (row.time.is_special()) return;
-  // Written back in UTC (a fraction only when there is one) it reads as the same time.
-  EXPECT_EQ(CoreProperties::convertStringToTime(CoreProperties::convertTimeToString(row.time)),
-            row.time);
 }
 
-const pt::ptime kNone(pt::not_a_date_time);
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, TimeFromTextTest,
-    ::testing::Values(
-        TimeRow{"Utc", u"2024-02-29T13:45:07Z", at(2024, 2, 29, 13, 45, 7)},
-        TimeRow{"NegativeHalfHourOffset", u"2024-02-29T00:15:00-01:30", at(2024, 2, 29, 1, 45, 0)},
-        TimeRow{"OffsetCrossesTheYear", u"2024-01-01T00:30:00+01:00", at(2023, 12, 31, 23, 30, 0)},
-        TimeRow{"Fraction", u"2024-03-04T05:06:07.5Z", at(2024, 3, 4, 5, 6, 7, 500000)},
-        TimeRow{"DigitsBeyondMicrosecondsDropped", u"2024-03-04T05:06:07.1234569Z",
-                at(2024, 3, 4, 5, 6, 7, 123456)},
-        TimeRow{"NoSecondsNoZone", u"2024-03-04T05:06", at(2024, 3, 4, 5, 6, 0)},
-        TimeRow{"YearOnly", u"2024", at(2024, 1, 1, 0, 0, 0)},
-        TimeRow{"YearAndMonth", u"2024-03", at(2024, 3, 1, 0, 0, 0)},
-        TimeRow{"LastRepresentable", u"9999-12-31T23:59:59.00001Z",
-                at(9999, 12, 31, 23, 59, 59, 10)},
-        TimeRow{"EmptyIsNotADateTime", u"", kNone},
-        TimeRow{"Words", u"yesterday", kNone, "expected a four-digit year at offset 0"},
-        TimeRow{"Month13", u"2024-13-01", kNone, "month 13 is out of range"},
-        TimeRow{"NoLeapDay", u"2023-02-29", kNone, "day 29 is out of range"},
-        TimeRow{"Hour25", u"2024-01-01T25:00:00Z", kNone, "hour 25 is out of range"},
-        TimeRow{"OffsetWithoutColon", u"2024-01-01T10:00:00+0100", kNone,
-                "expected ':' at offset 22"},
-        TimeRow{"TrailingText", u"2024-01-01T10:00:00Zjunk", kNone, "unexpected text at offset 20"},
-        TimeRow{"EmptyFraction", u"2024-01-01T10:00:00.Z", kNone, "expected digits after '.'"}),
-    kzftest::RowLabel());
+TEST(CorePropertiesTime, TextThatIsNoTimeNamesTheFault) {
+  for (const auto& row : std::vector<std::pair<std::string, const char*>>{
+           {"yesterday", "expected a four-digit year at offset 0"},
+           {"2024-13-01", "month 13 is out of range"},
+           {"2023-02-29", "day 29 is out of range"},
+           {"2024-01-01T10:00:00+0100", "expected ':' at offset 22"},
+           {"2024-01-01T10:00:00Zjunk", "unexpected text at offset 20"},
+           {"2024-01-01T10:00:00.Z", "expected digits after '.'"}}) {
+    EXPECT_OPC_ERROR(CoreProperties::convertStringToTime(opc::toString(row.first)),
+                     std::runtime_error, "invalid date-time \"" + row.first + "\": " + row.second);
+  }
+}
 
 CoreProperties fullProperties() {
   CoreProperties p;
-  p.category = u"tools";
-  p.contentStatus = u"final";
-  p.created = at(2024, 5, 6, 7, 8, 9);
-  p.creator = u"Ana \u00d8stergaard";
-  p.description = u"a <described> & \"quoted\" package";
-  p.identifier = u"urn:id:1";
-  p.keywords = u"one two";
-  p.language = u"en-GB";
-  p.lastModifiedBy = u"build bot";
-  p.lastPrinted = at(2020, 1, 1, 0, 0, 0);
+  p.category = u"tools", p.contentStatus = u"final", p.creator = u"Ana \u00d8stergaard";
+  p.description = u"a <described> & \"quoted\" package", p.identifier = u"urn:id:1";
+  p.keywords = u"one two", p.language = u"en-GB", p.lastModifiedBy = u"build bot";
+  p.revision = u"7", p.subject = u"testing", p.title = u"\u65e5\u672c", p.version = u"8.0";
+  p.created = at(2024, 5, 6, 7, 8, 9), p.lastPrinted = at(2020, 1, 1, 0, 0, 0);
   p.modified = at(2024, 5, 6, 7, 8, 9, 250000);
-  p.revision = u"7";
-  p.subject = u"testing";
-  p.title = u"\u65e5\u672c";
-  p.version = u"8.0";
   return p;
 }
 
@@ -425,62 +347,27 @@ TEST_F(PackageTest, CorePropertiesAreWrittenOnceUnderAFreeNameAndReadBack) {
   EXPECT_EQ(PackageHelper::getCoreProperties(package), fullProperties());
 }
 
-TEST_F(PackageTest, ABadCorePropertiesDateNamesThePartAndTheProperty) {
-  layOut("<Default Extension='xml' ContentType='application/xml'/>",
-         {{"_rels/.rels", "<Relationships xmlns='" + kRelsNs +
-                              "'><Relationship Id='c' Target='c.xml' Type='" +
-                              PackageHelper::CORE_PROPERTIES_RELATIONSHIP + "'/></Relationships>"},
-          {"c.xml",
-           "<cp:coreProperties xmlns:cp='http://schemas.openxmlformats.org/package/2006/"
-           "metadata/core-properties' xmlns:dcterms='http://purl.org/dc/terms/'>"
-           "<dcterms:created>last week</dcterms:created></cp:coreProperties>"}});
-  Package package(container, true);
-  package.open(OpenMode::Read);
-  EXPECT_OPC_ERROR(PackageHelper::getCoreProperties(package), InvalidPackage,
-                   "p.kzf:c.xml: the property dcterms:created: invalid date-time \"last week\"");
-}
-
-// A package as another writer lays it out: "[Content_Types].xml" last, relationship ids such
-// as "Re0", byte-order marks, core properties under an unusual name reached through the
-// older relationship type, upper-case extensions, a folder entry and an item without a type.
-constexpr const char* kForeignWriter = R"(
-import sys, zipfile
-BOM = '\ufeff'
-rels = BOM + '''<?xml version="1.0" encoding="utf-8"?>
-<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">
-  <Relationship Type="http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties" Target="/package/services/metadata/core-properties/5a1b.psmdcp" Id="Re0" />
-  <Relationship Type="http://example.com/main" Target="/Content/Main%20File.XML" Id="R9f1" />
-</Relationships>'''
-core = BOM + '''<?xml version="1.0" encoding="utf-8"?>
-<coreProperties xmlns:dc="http://purl.org/dc/elements/1.1/" xmlns:dcterms="http://purl.org/dc/terms/" xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xmlns="http://schemas.openxmlformats.org/package/2006/metadata/core-properties">
-  <dc:creator>Someone Else</dc:creator>
-  <dcterms:created xsi:type="dcterms:W3CDTF">2021-06-01T12:00:00.5+02:00</dcterms:created>
-  <keywords>a b c</keywords>
-  <version>1.0.0</version>
-</coreProperties>'''
-types = BOM + '''<?xml version="1.0" encoding="utf-8"?>
-<Types xmlns="http://schemas.openxmlformats.org/package/2006/content-types">
-  <Default Extension="rels" ContentType="application/vnd.openxmlformats-package.relationships+xml" />
-  <Default Extension="XML" ContentType="application/xml" />
-  <Override PartName="/package/services/metadata/core-properties/5a1b.psmdcp" ContentType="application/vnd.openxmlformats-package.core-properties+xml" />
-</Types>'''
-with zipfile.ZipFile(sys.argv[1], 'w', zipfile.ZIP_DEFLATED) as z:
-    z.writestr('_rels/.rels', rels.encode('utf-8'))
-    z.writestr('Content/', b'')
-    z.writestr('Content/Main%20File.XML', b'<main/>')
-    z.writestr('Content/notes', b'no content type')
-    z.writestr('package/services/metadata/core-properties/5a1b.psmdcp', core.encode('utf-8'))
-    z.writestr('[Content_Types].xml', types.encode('utf-8'))
-)";
-
+// A package as another writer lays it out: relationship ids such as "Re0", byte-order marks
+// and white space, core properties under an unusual name reached through the older relationship
+// type, an upper-case extension, a folder entry and an item without a content type.
 TEST_F(PackageTest, APackageLaidOutByAnotherWriterIsRead) {
-  auto script = tmp / "writer.py";
-  auto file = tmp / "p.kzf";
-  boost::filesystem::ofstream(script) << kForeignWriter;
-  auto written =
-      kzftest::detail::runCommand("python3 " + kzftest::detail::shellQuote(script.string()) + " " +
-                                  kzftest::detail::shellQuote(file.string()));
-  ASSERT_EQ(written.exitCode, 0) << written.output;
+  const std::string xml = "\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?>\n";
+  const std::string core = "package/services/metadata/core-properties/5a1b.psmdcp";
+  layOut(
+      "<Default Extension='XML' ContentType='application/xml'/><Override PartName='/" + core +
+          "' ContentType='application/vnd.openxmlformats-package.core-properties+xml'/>",
+      {{"_rels/.rels",
+        xml + "<Relationships xmlns='" + kRelsNs + "'>\n  <Relationship Id='Re0' Target='/" + core +
+            "' Type='http://schemas.openxmlformats.org/officedocument/2006/relationships/"
+            "metadata/core-properties'/>\n</Relationships>"},
+       {"Content/", ""},
+       {"Content/Main%20File.XML", "<main/>"},
+       {"Content/notes", "no content type"},
+       {core, xml + "<coreProperties xmlns='http://schemas.openxmlformats.org/package/2006/"
+                    "metadata/core-properties' xmlns:dc='http://purl.org/dc/elements/1.1/' "
+                    "xmlns:dcterms='http://purl.org/dc/terms/'>\n  <dc:creator>Someone "
+                    "Else</dc:creator>\n  <dcterms:created>2021-06-01T12:00:00.5+02:00"
+                    "</dcterms:created>\n  <version>1.0.0</version>\n</coreProperties>"}});
 
   Package package(container, true);
   package.open(OpenMode::Read);
@@ -489,16 +376,12 @@ TEST_F(PackageTest, APackageLaidOutByAnotherWriterIsRead) {
   EXPECT_EQ(parts[0].getName().toString(), u"/Content/Main%20File.XML");
   EXPECT_FALSE(package.hasPart(PartName(u"/Content/notes")));
 
-  auto main = package.getRelationshipsByType(u"http://example.com/main");
-  ASSERT_EQ(main.size(), 1u);
-  EXPECT_EQ(main[0].getId(), u"R9f1");
-  EXPECT_EQ(readPart(package.getPart(PartName(main[0].getTargetURI(true)))), "<main/>");
-  EXPECT_EQ(package.getPart(PartName(u"/content/main%20file.xml")).getContentType().toString(),
-            "application/xml");
+  Part main = package.getPart(PartName(u"/content/main%20file.xml"));
+  EXPECT_EQ(readPart(main), "<main/>");
+  EXPECT_EQ(main.getContentType().toString(), "application/xml");
 
   CoreProperties properties = PackageHelper::getCoreProperties(package);
   EXPECT_EQ(properties.creator, u"Someone Else");
-  EXPECT_EQ(properties.keywords, u"a b c");
   EXPECT_EQ(properties.version, u"1.0.0");
   EXPECT_EQ(properties.created,
             pt::ptime(boost::gregorian::date(2021, 6, 1), pt::hours(10) + pt::milliseconds(500)));

@@ -4,13 +4,14 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <boost/filesystem/fstream.hpp>
 #include <cstdlib>
 #include <ctime>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "RowLabel.hpp"
 #include "ZipTestArchive.hpp"
 
 namespace kzftest {
@@ -19,13 +20,10 @@ namespace {
 namespace fs = boost::filesystem;
 
 /// Sets the process umask for one test.
-class UmaskGuard {
- public:
-  explicit UmaskGuard(mode_t mask) : previous_(::umask(mask)) {}
-  ~UmaskGuard() { ::umask(previous_); }
-
- private:
-  mode_t previous_;
+struct UmaskGuard {
+  explicit UmaskGuard(mode_t mask) : previous(::umask(mask)) {}
+  ~UmaskGuard() { ::umask(previous); }
+  mode_t previous;
 };
 
 mode_t fileMode(const fs::path& path) {
@@ -34,17 +32,30 @@ mode_t fileMode(const fs::path& path) {
   return st.st_mode & 07777;
 }
 
-void writeText(const fs::path& path, const std::string& text) {
-  writeBytes(path, std::vector<unsigned char>(text.begin(), text.end()));
-}
-
-TEST_F(ZipTest, WhileWritingOnlyATemporaryFileBesideThePathExists) {
+// Until close, readers of the path see the previous file, whole, and the items go to one
+// temporary file beside it (0666 less the umask); close renames it over the path, and a package
+// abandoned or never closed leaves the previous file and nothing else.
+TEST_F(ZipTest, ATemporaryFileBesideThePathReplacesItOnlyAtClose) {
   UmaskGuard umask(022);
+  fs::ofstream(packagePath()) << "the previous package";
+  auto expectPrevious = [&] {
+    auto bytes = readBytes(packagePath());
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "the previous package");
+  };
+  for (bool closed : {false, true}) {
+    ZipPhysicalPackage package(upath(packagePath()), true, false);
+    package.open(OpenMode::Create);
+    package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
+    if (closed) package.close(true);
+    EXPECT_EQ(package.isOpen(), !closed);
+  }
+  expectPrevious();
+  EXPECT_TRUE(strayFiles().empty());
+
   ZipPhysicalPackage package(upath(packagePath()), true, false);
   package.open(OpenMode::Create);
-  package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
-
-  EXPECT_FALSE(fs::exists(packagePath()));
+  package.createItem("new.txt", CompressionType::Stored, 0)->write("new", 3);
+  expectPrevious();
   auto stray = strayFiles();
   ASSERT_EQ(stray.size(), 1u);
   EXPECT_EQ(stray[0].rfind(".kzfzip-", 0), 0u) << stray[0];
@@ -53,121 +64,58 @@ TEST_F(ZipTest, WhileWritingOnlyATemporaryFileBesideThePathExists) {
   package.close(false);
   EXPECT_TRUE(strayFiles().empty());
   EXPECT_EQ(fileMode(packagePath()), 0644u);
+  EXPECT_EQ(readPackage(packagePath()), (std::map<std::string, std::string>{{"new.txt", "new"}}));
   expectValidZip(packagePath());
 }
 
 // The same items give the same bytes: an item is dated by its own time (local, in DOS form,
 // pinned to 1980-01-01 and 2107-12-31 23:59:58), bounded by the latest time; an undated one
 // takes the latest date before it, or 1980-01-01.
-struct DateRow {
-  std::string label;
-  std::optional<std::int64_t> latest;
-  std::vector<std::optional<std::int64_t>> times;  ///< one item each
-  std::string dates;                               ///< as written, in UTC
-};
-
-class ZipDates : public ZipTest, public ::testing::WithParamInterface<DateRow> {};
-
-TEST_P(ZipDates, AreDosDatesClampedAndUndatedItemsTakeThePreviousOne) {
+TEST_F(ZipTest, DosDatesAreClampedAndUndatedItemsTakeThePreviousOne) {
+  const std::optional<std::int64_t> undated;
   const char* zone = std::getenv("TZ");
   const std::string saved = zone ? zone : "";
   ::setenv("TZ", "UTC", 1);
   ::tzset();
-  ZipPhysicalPackage package(upath(packagePath()), false, false);
-  package.setLatestItemTime(GetParam().latest);
-  package.open(OpenMode::Create);
-  int n = 0;
-  for (const auto& time : GetParam().times) {
-    package.createItem(std::to_string(n++), CompressionType::Deflated, 0, time)->write("x", 1);
-  }
-  package.close(false);
-  std::string dates;
-  for (const auto& entry : parseZip(readBytes(packagePath())).entries) {
-    const std::uint32_t d = entry.central.dosTime;
-    char text[32];
-    std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u ", (d >> 25) + 1980,
-                  d >> 21 & 0xF, d >> 16 & 0x1F, d >> 11 & 0x1F, d >> 5 & 0x3F, (d & 0x1F) * 2);
-    dates += text;
+  // latest time, the items' times, their dates as written
+  for (const auto& [latest, times, expected] :
+       std::vector<std::tuple<std::optional<std::int64_t>, std::vector<std::optional<std::int64_t>>,
+                              std::string>>{
+           {{}, {1500000001}, "2017-07-14 02:40:00 "},  // an odd second rounds down
+           {{}, {0, -5000000000}, "1980-01-01 00:00:00 1980-01-01 00:00:00 "},
+           {{}, {4354819199, 4500000000}, "2107-12-31 23:59:58 2107-12-31 23:59:58 "},
+           {1550000000, {1600000000, 1500000000}, "2019-02-12 19:33:20 2017-07-14 02:40:00 "},
+           {{},
+            {undated, 1600000000, 1500000000, undated},
+            "1980-01-01 00:00:00 2020-09-13 12:26:40 2017-07-14 02:40:00 2020-09-13 12:26:40 "}}) {
+    ZipPhysicalPackage package(upath(packagePath()), false, false);
+    package.setLatestItemTime(latest);
+    package.open(OpenMode::Create);
+    int n = 0;
+    for (const auto& time : times) {
+      package.createItem(std::to_string(n++), CompressionType::Deflated, 0, time)->write("x", 1);
+    }
+    package.close(false);
+    std::string dates;
+    for (const auto& entry : parseZip(readBytes(packagePath())).entries) {
+      const std::uint32_t d = entry.central.dosTime;
+      char text[32];
+      std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u ", (d >> 25) + 1980,
+                    d >> 21 & 0xF, d >> 16 & 0x1F, d >> 11 & 0x1F, d >> 5 & 0x3F, (d & 0x1F) * 2);
+      dates += text;
+    }
+    EXPECT_EQ(dates, expected);
   }
   zone ? ::setenv("TZ", saved.c_str(), 1) : ::unsetenv("TZ");
   ::tzset();
-  EXPECT_EQ(dates, GetParam().dates);
 }
 
-const std::optional<std::int64_t> kUndated;
-
-INSTANTIATE_TEST_SUITE_P(
-    Zip, ZipDates,
-    ::testing::Values(
-        DateRow{"OddSecondRoundsDown", {}, {1500000001}, "2017-07-14 02:40:00 "},
-        DateRow{"Before1980", {}, {0, -5000000000}, "1980-01-01 00:00:00 1980-01-01 00:00:00 "},
-        DateRow{"After2107",
-                {},
-                {4354819199, 4500000000},
-                "2107-12-31 23:59:58 2107-12-31 23:59:58 "},
-        DateRow{"BoundedByTheLatestTime",
-                1550000000,
-                {1600000000, 1500000000},
-                "2019-02-12 19:33:20 2017-07-14 02:40:00 "},
-        DateRow{"UndatedTakeThePreviousOrTheEpoch",
-                {},
-                {kUndated, 1600000000, 1500000000, kUndated},
-                "1980-01-01 00:00:00 2020-09-13 12:26:40 2017-07-14 02:40:00 2020-09-13 12:26:40 "}),
-    RowLabel());
-
-TEST_F(ZipTest, AnAbandonedOrNeverClosedPackageLeavesNothingBehind) {
-  {
-    ZipPhysicalPackage package(upath(packagePath()), true, false);
-    package.open(OpenMode::Create);
-    package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
-  }
-  EXPECT_FALSE(fs::exists(packagePath()));
-  EXPECT_TRUE(strayFiles().empty());
-
-  ZipPhysicalPackage package(upath(packagePath()), true, false);
-  package.open(OpenMode::Create);
-  package.createItem("a", CompressionType::Stored, 0)->write("abc", 3);
-  package.close(true);
-  EXPECT_FALSE(package.isOpen());
-  EXPECT_FALSE(fs::exists(packagePath()));
-  EXPECT_TRUE(strayFiles().empty());
-}
-
-TEST_F(ZipTest, CloseReplacesAnExistingFileInOneStep) {
-  writeText(packagePath(), "the previous package");
-  ZipPhysicalPackage package(upath(packagePath()), true, false);
-  package.open(OpenMode::Create);
-  package.createItem("new.txt", CompressionType::Deflated, 0)->write("new", 3);
-  // Until the rename, readers of the path still see the previous file, whole.
-  auto before = readBytes(packagePath());
-  EXPECT_EQ(std::string(before.begin(), before.end()), "the previous package");
-
-  package.close(false);
-  EXPECT_EQ(readPackage(packagePath()), (std::map<std::string, std::string>{{"new.txt", "new"}}));
-  EXPECT_TRUE(strayFiles().empty());
-}
-
-TEST_F(ZipTest, AFinishedItemsStreamRefusesWritesAndLosesNoOtherBytes) {
+// Refused names and writes to a finished item's stream lose none of the package's other bytes.
+TEST_F(ZipTest, RefusalsLeaveThePackageUsable) {
   ZipPhysicalPackage package(upath(packagePath()), false, false);
   package.open(OpenMode::Create);
-  auto first = package.createItem("first.txt", CompressionType::Deflated, 0);
-  first->write("abc", 3);
-  auto second = package.createItem("second.txt", CompressionType::Stored, 0);
-  EXPECT_ZIP_ERROR(first->write("xyz", 3), "package.zip", "'first.txt'", "already finished");
-  EXPECT_ZIP_ERROR(first->flush(), "'first.txt'", "already finished");
-  second->write("def", 3);
-  package.close(false);
-  EXPECT_ZIP_ERROR(second->write("ghi", 3), "'second.txt'", "package is closed");
-
-  EXPECT_EQ(readPackage(packagePath()),
-            (std::map<std::string, std::string>{{"first.txt", "abc"}, {"second.txt", "def"}}));
-  expectValidZip(packagePath());
-}
-
-TEST_F(ZipTest, RefusedItemNamesLeaveThePackageUsable) {
-  ZipPhysicalPackage package(upath(packagePath()), false, false);
-  package.open(OpenMode::Create);
-  package.createItem("a.txt", CompressionType::Deflated, 0)->write("1", 1);
+  auto first = package.createItem("a.txt", CompressionType::Deflated, 0);
+  first->write("1", 1);
   EXPECT_ZIP_ERROR(package.createItem("a.txt", CompressionType::Stored, 0), "'a.txt'",
                    "exists already");
   EXPECT_ZIP_ERROR(package.createItem("", CompressionType::Stored, 0), "must not be empty");
@@ -175,10 +123,15 @@ TEST_F(ZipTest, RefusedItemNamesLeaveThePackageUsable) {
                    "'nul'", "NUL byte");
   EXPECT_ZIP_ERROR(package.createItem(std::string(70000, 'n'), CompressionType::Stored, 0),
                    "longer than 65,535 bytes");
-  package.createItem("b.txt", CompressionType::Deflated, 0)->write("2", 1);
+  auto second = package.createItem("b.txt", CompressionType::Stored, 0);
+  EXPECT_ZIP_ERROR(first->write("xyz", 3), "package.zip", "'a.txt'", "already finished");
+  EXPECT_ZIP_ERROR(first->flush(), "'a.txt'", "already finished");
+  second->write("2", 1);
   package.close(false);
+  EXPECT_ZIP_ERROR(second->write("ghi", 3), "'b.txt'", "package is closed");
   EXPECT_EQ(readPackage(packagePath()),
             (std::map<std::string, std::string>{{"a.txt", "1"}, {"b.txt", "2"}}));
+  expectValidZip(packagePath());
 }
 
 TEST_F(ZipTest, OperationsCheckTheOpenMode) {
@@ -203,60 +156,48 @@ TEST_F(ZipTest, OperationsCheckTheOpenMode) {
   EXPECT_ZIP_ERROR(created.openItem("a"), "new.zip", "open for creation, not for reading");
 }
 
-TEST_F(ZipTest, AMissingFileOrDirectoryIsNamed) {
-  ZipPhysicalPackage package(upath(tmp / "missing.zip"), false, false);
-  EXPECT_ZIP_ERROR(package.open(OpenMode::Read), "missing.zip", "cannot open for reading",
+TEST_F(ZipTest, OpeningNamesAMissingFileOrFolderAndRefusesLimitsAboveTheFormats) {
+  ZipPhysicalPackage missing(upath(tmp / "missing.zip"), false, false);
+  EXPECT_ZIP_ERROR(missing.open(OpenMode::Read), "missing.zip", "cannot open for reading",
                    "No such file");
-  EXPECT_FALSE(package.isOpen());
+  EXPECT_FALSE(missing.isOpen());
   ZipPhysicalPackage created(upath(tmp / "no-such-dir" / "p.zip"), false, false);
   EXPECT_ZIP_ERROR(created.open(OpenMode::Create),
                    "no-such-dir: cannot create a file in the folder");
+  Zip64Limits limits;
+  limits.size = 0x100000000;
+  ZipPhysicalPackage tooLarge(upath(packagePath()), false, false, limits);
+  EXPECT_THROW(tooLarge.open(OpenMode::Create), std::invalid_argument);
+  EXPECT_TRUE(strayFiles().empty());
 }
 
-class ZipCloseFailure : public ZipTest, public ::testing::WithParamInterface<bool> {};
-
-TEST_P(ZipCloseFailure, AFailedRenameIsReportedAndTheTemporaryFileRemovedUnlessKept) {
-  bool keep = GetParam();
-  // A non-empty directory at the path: the final rename cannot replace it.
+// A non-empty folder at the path: the final rename cannot replace it. The temporary file goes
+// unless the package was told to keep it.
+TEST_F(ZipTest, AFailedRenameIsReportedAndTheTemporaryFileRemovedUnlessKept) {
   fs::create_directories(packagePath() / "occupied");
-  ZipPhysicalPackage package(upath(packagePath()), false, keep);
-  package.open(OpenMode::Create);
-  package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
-  EXPECT_ZIP_ERROR(package.close(false), "package.zip", "cannot replace it with the new package");
-  EXPECT_FALSE(package.isOpen());
-  EXPECT_TRUE(fs::is_directory(packagePath()));
-  auto stray = strayFiles();
-  if (keep) {
-    ASSERT_EQ(stray.size(), 1u);
-    EXPECT_EQ(stray[0].rfind(".kzfzip-", 0), 0u);
-  } else {
-    EXPECT_TRUE(stray.empty());
+  for (bool keep : {false, true}) {
+    ZipPhysicalPackage package(upath(packagePath()), false, keep);
+    package.open(OpenMode::Create);
+    package.createItem("a", CompressionType::Deflated, 0)->write("abc", 3);
+    EXPECT_ZIP_ERROR(package.close(false), "package.zip", "cannot replace it with the new package");
+    EXPECT_FALSE(package.isOpen());
+    EXPECT_TRUE(fs::is_directory(packagePath()));
+    auto stray = strayFiles();
+    ASSERT_EQ(stray.size(), keep ? 1u : 0u);
+    EXPECT_TRUE(!keep || stray[0].rfind(".kzfzip-", 0) == 0) << stray[0];
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Zip, ZipCloseFailure, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& row) {
-                           return row.param ? "TemporaryKept" : "TemporaryRemoved";
-                         });
 
 /// Lowers the file size limit so that writes beyond it fail with EFBIG instead of a signal.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::getrlimit(RLIMIT_FSIZE, &previous_);
-    previousHandler_ = ::signal(SIGXFSZ, SIG_IGN);
-    rlimit lowered = previous_;
-    lowered.rlim_cur = bytes;
+struct FileSizeLimit {
+  explicit FileSizeLimit(rlim_t bytes) : handler(::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &previous);
+    rlimit lowered{bytes, previous.rlim_max};
     ::setrlimit(RLIMIT_FSIZE, &lowered);
   }
-  ~FileSizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &previous_);
-    ::signal(SIGXFSZ, previousHandler_);
-  }
-
- private:
-  rlimit previous_{};
-  sighandler_t previousHandler_;
+  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &previous), ::signal(SIGXFSZ, handler); }
+  sighandler_t handler;
+  rlimit previous{};
 };
 
 TEST_F(ZipTest, AWriteFailureEndsThePackageAndCloseReportsIt) {
@@ -279,14 +220,6 @@ TEST_F(ZipTest, AWriteFailureEndsThePackageAndCloseReportsIt) {
                    "after an earlier error", "File too large");
   EXPECT_ZIP_ERROR(package.close(false), "package.zip", "after an earlier error", "File too large");
   EXPECT_FALSE(fs::exists(packagePath()));
-}
-
-TEST_F(ZipTest, Zip64LimitsAboveTheFormatsAreRefused) {
-  Zip64Limits limits;
-  limits.size = 0x100000000;
-  ZipPhysicalPackage package(upath(packagePath()), false, false, limits);
-  EXPECT_THROW(package.open(OpenMode::Create), std::invalid_argument);
-  EXPECT_TRUE(strayFiles().empty());
 }
 
 }  // namespace
