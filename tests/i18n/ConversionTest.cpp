@@ -16,16 +16,10 @@ namespace {
 using fl::i18n::Converter;
 using fl::i18n::ustring;
 
-// Runs `call`, which must throw std::runtime_error, and returns its text.
-template <typename Call>
-std::string errorText(Call call) {
-  try {
-    call();
-  } catch (const std::runtime_error& e) {
-    return e.what();
-  }
-  ADD_FAILURE() << "no std::runtime_error was thrown";
-  return {};
+/// Matches a call that throws std::runtime_error with the text `what`.
+template <typename Text>
+auto fails(Text what) {
+  return ::testing::ThrowsMessage<std::runtime_error>(what);
 }
 
 struct RoundTripRow {
@@ -64,10 +58,10 @@ INSTANTIATE_TEST_SUITE_P(Paths, ProcessEncodingRoundTrip, ::testing::ValuesIn(kR
 
 TEST(ProcessEncoding, Latin1NamesWhatItCannotHoldAndGrowsItsBuffer) {
   KZF_USE_LOCALE_OR_SKIP(latin1, "de_DE.ISO-8859-1");
-  EXPECT_EQ(errorText([] { fl::i18n::to_string(u"ab\u00e9\u20ac"); }),
-            "character U+20AC at code unit offset 3 cannot be represented in ISO-8859-1");
-  EXPECT_EQ(errorText([] { fl::i18n::to_string(u"x\U0001F600"); }),
-            "character U+1F600 at code unit offset 1 cannot be represented in ISO-8859-1");
+  EXPECT_THAT([] { fl::i18n::to_string(u"ab\u00e9\u20ac"); },
+              fails("character U+20AC at code unit offset 3 cannot be represented in ISO-8859-1"));
+  EXPECT_THAT([] { fl::i18n::to_string(u"x\U0001F600"); },
+              fails("character U+1F600 at code unit offset 1 cannot be represented in ISO-8859-1"));
   ustring text;
   for (int i = 0; i < 5000; ++i) text += u"dir\u00e4/";
   const std::string narrow = fl::i18n::to_string(text);
@@ -93,13 +87,13 @@ TEST_P(Utf8Codec, EncodesAndDecodesExactlyOrRefusesWithTheOffset) {
     EXPECT_EQ(fl::i18n::ustring_to_utf8(row.text), row.utf8);
     EXPECT_EQ(fl::i18n::utf8_to_ustring(row.utf8), row.text);
   } else if (row.utf8.empty()) {
-    EXPECT_EQ(errorText([&] { fl::i18n::ustring_to_utf8(row.text); }), row.error);
-    EXPECT_EQ(errorText([&] { fl::i18n::to_string(row.text); }), row.error);
-    EXPECT_EQ(errorText([&] { Converter("ISO-8859-1").from_ustring(row.text); }), row.error);
+    EXPECT_THAT([&] { fl::i18n::ustring_to_utf8(row.text); }, fails(row.error));
+    EXPECT_THAT([&] { fl::i18n::to_string(row.text); }, fails(row.error));
+    EXPECT_THAT([&] { Converter("ISO-8859-1").from_ustring(row.text); }, fails(row.error));
   } else {
-    EXPECT_EQ(errorText([&] { fl::i18n::utf8_to_ustring(row.utf8); }), row.error);
-    EXPECT_EQ(errorText([&] { fl::i18n::to_ustring(row.utf8); }), row.error);
-    EXPECT_EQ(errorText([&] { Converter("UTF-8").to_ustring(row.utf8); }), row.error);
+    EXPECT_THAT([&] { fl::i18n::utf8_to_ustring(row.utf8); }, fails(row.error));
+    EXPECT_THAT([&] { fl::i18n::to_ustring(row.utf8); }, fails(row.error));
+    EXPECT_THAT([&] { Converter("UTF-8").to_ustring(row.utf8); }, fails(row.error));
   }
 }
 
@@ -141,12 +135,12 @@ TEST(Converter, MapsEveryLatin1ByteAndNamesWhatAnEncodingRefuses) {
   EXPECT_EQ(latin1.to_ustring(bytes), expected);
   EXPECT_EQ(latin1.from_ustring(expected), bytes);
   EXPECT_EQ(Converter("utf8").from_ustring(kAstralPath), kAstralUtf8);
-  EXPECT_THAT(errorText([] { Converter("NO-SUCH-CODESET"); }),
-              ::testing::HasSubstr("between UTF-16 and the encoding 'NO-SUCH-CODESET'"));
-  EXPECT_EQ(errorText([] { Converter("ASCII").to_ustring("abc\xe9"); }),
-            "invalid ASCII sequence at byte offset 3 (not valid in this encoding)");
-  EXPECT_EQ(errorText([] { Converter("EUC-JP").to_ustring("ab\xa4"); }),
-            "invalid EUC-JP sequence at byte offset 2 (truncated sequence)");
+  EXPECT_THAT([] { Converter("NO-SUCH-CODESET"); },
+              fails(::testing::HasSubstr("between UTF-16 and the encoding 'NO-SUCH-CODESET'")));
+  EXPECT_THAT([] { Converter("ASCII").to_ustring("abc\xe9"); },
+              fails("invalid ASCII sequence at byte offset 3 (not valid in this encoding)"));
+  EXPECT_THAT([] { Converter("EUC-JP").to_ustring("ab\xa4"); },
+              fails("invalid EUC-JP sequence at byte offset 2 (truncated sequence)"));
 }
 
 }  // namespace
