@@ -153,22 +153,19 @@ TEST_F(PlainFileReaderTest, TheFirstClaimingHandleServesAndDecides) {
 }
 
 TEST(ReaderFactoryTest, NullHandlesAndMissingReadersAreReported) {
-  EXPECT_THAT(
-      [] {
-        KZFFileReaderFactory({std::make_shared<SuffixHandle>(u".m", true), nullptr});
-      },
-      ThrowsMessage<std::invalid_argument>(HasSubstr("reader factory handle 1 is null")));
+  const std::vector<std::shared_ptr<KZFReaderFactoryHandle>> handles = {
+      std::make_shared<SuffixHandle>(u".m", true), nullptr};
+  EXPECT_THAT([&] { KZFFileReaderFactory nullSecond(handles); },
+              ThrowsMessage<std::invalid_argument>(HasSubstr("reader factory handle 1 is null")));
   EXPECT_THAT([] { KZFFileReaderFactory().addHandle(nullptr); },
               ThrowsMessage<std::invalid_argument>(HasSubstr("reader factory handle 0 is null")));
   KZFFileReaderFactory factory({std::make_shared<SuffixHandle>(u".m", true, false)});
   EXPECT_THAT([&] { factory.getReader(u"/src/f.m"); },
-              ThrowsMessage<std::runtime_error>(
-                  HasSubstr("handle claiming '/src/f.m' returned no file reader")));
+              ThrowsMessage<std::runtime_error>(HasSubstr("'/src/f.m' returned no file reader")));
   std::istringstream stored("x");
   opc::StdIStreamAdaptor in(stored);
   EXPECT_THAT([&] { factory.getReader(u"app/f.m", in); },
-              ThrowsMessage<std::runtime_error>(
-                  HasSubstr("handle claiming 'app/f.m' returned no stream reader")));
+              ThrowsMessage<std::runtime_error>(HasSubstr("'app/f.m' returned no stream reader")));
 }
 
 TEST(ByteArrayAndMetaData, KeepEveryByteAndNameAMissingKey) {

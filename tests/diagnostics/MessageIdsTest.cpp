@@ -7,7 +7,9 @@
 #include <kzfpackage/MessageIds.hpp>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
 
 namespace {
 
@@ -22,11 +24,9 @@ struct IdRow {
 };
 
 // A row building the identifier Name from the parenthesized argument list Arguments.
-#define KZF_ROW(Name, N, Arguments)                                                      \
-  IdRow {                                                                                \
-#Name, N, [] {                                                                         \
-      return std::unique_ptr<BaseMsgID>(std::make_unique<ids::Name> Arguments);            \
-    } \
+#define KZF_ROW(Name, N, Arguments)                                                            \
+  IdRow {                                                                                      \
+#Name, N, [] { return std::unique_ptr<BaseMsgID>(std::make_unique<ids::Name> Arguments); } \
   }
 #define KZF_ROW0(Name) KZF_ROW(Name, 0, ())
 #define KZF_ROW1(Name) KZF_ROW(Name, 1, ("/arg0"))
@@ -55,7 +55,11 @@ TEST_P(MessageIdentifier, CarriesItsNameAndArgumentsIntoTheException) {
     EXPECT_NE(error.message().find("/arg" + std::to_string(i)), std::string::npos);
   }
   EXPECT_EQ(error.message().find('{'), std::string::npos) << "a placeholder is left";
+  EXPECT_STREQ(error.what(), error.message().c_str());
 }
+
+// A rewrapping handler catches std::runtime_error; the library's own errors must pass it.
+static_assert(!std::is_base_of_v<std::runtime_error, fl::i18n::DeployedException>);
 
 INSTANTIATE_TEST_SUITE_P(
     KzfPackage, MessageIdentifier,
@@ -77,12 +81,12 @@ INSTANTIATE_TEST_SUITE_P(
         KZF_ROW1(KZFPACKAGE_ERROR_READ_ZERO_LENGTH_FILE),
         KZF_ROW1(KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE),
         KZF_ROW2(KZFPACKAGE_ERROR_CREATING_EXTRACTION_DIR),
-        KZF_ROW1(KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES),
-        KZF_ROW2(KZFPACKAGE_NAME_NOT_STORABLE), KZF_ROW2(KZFPACKAGE_NAME_TAKEN),
-        KZF_ROW2(KZFPACKAGE_LINK_NOT_STORABLE), KZF_ROW2(KZFPACKAGE_VALUE_NOT_STORABLE),
-        KZF_ROW2(KZFPACKAGE_LINK_LEAVES_TREE), KZF_ROW2(KZFPACKAGE_DAMAGED_PART),
-        KZF_ROW1(KZFPACKAGE_DAMAGED_FILE_MANIFEST), KZF_ROW1(KZFPACKAGE_DAMAGED_SETTINGS),
-        KZF_ROW3(KZFPACKAGE_EXTRACTION_CONFLICT), KZF_ROW1(KZFPACKAGE_NO_SUCH_ENTRY)),
+        KZF_ROW1(KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES), KZF_ROW2(KZFPACKAGE_NAME_NOT_STORABLE),
+        KZF_ROW2(KZFPACKAGE_NAME_TAKEN), KZF_ROW2(KZFPACKAGE_LINK_NOT_STORABLE),
+        KZF_ROW2(KZFPACKAGE_VALUE_NOT_STORABLE), KZF_ROW2(KZFPACKAGE_LINK_LEAVES_TREE),
+        KZF_ROW2(KZFPACKAGE_DAMAGED_PART), KZF_ROW1(KZFPACKAGE_DAMAGED_FILE_MANIFEST),
+        KZF_ROW1(KZFPACKAGE_DAMAGED_SETTINGS), KZF_ROW3(KZFPACKAGE_EXTRACTION_CONFLICT),
+        KZF_ROW1(KZFPACKAGE_NO_SUCH_ENTRY)),
     [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
@@ -11,6 +10,7 @@
 #include <kzfpackage/KZFFileEntry.hpp>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "FileManifestTestSupport.hpp"
 #include "KzfErrorMatchers.hpp"
@@ -22,21 +22,9 @@ using Quorlith::kzfpackage::KZFExtractionManager;
 using Quorlith::kzfpackage::KZFExtractionSerializer;
 using Quorlith::kzfpackage::KZFFileEntry;
 using Quorlith::kzfpackage::KZFFileEntryType;
-using ::testing::HasSubstr;
-using ::testing::Not;
 namespace pt = boost::posix_time;
 
 class ManifestSaveTest : public kzftest::FileManifestTest {};
-
-TEST_F(ManifestSaveTest, UnsupportedKindIsRefusedWithTheEntryNameAndNothingIsWritten) {
-  KZFExtractionManager manager;
-  manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
-  manager.addEntry(u"b", KZFFileEntry(u"dev/null", u"/b", static_cast<KZFFileEntryType>(3)));
-  kzftest::StringOutputStream out;
-  EXPECT_KZF_ERROR_WITH(serializer.save(out, manager), "KZFPACKAGE_FILE_TYPE_UNSUPPORTED",
-                        "dev/null");
-  EXPECT_EQ(out.text, "");
-}
 
 // The exact text the manifest has always been written as: declaration, root with its namespace
 // declaration first, attributes in name order, escapes only where XML needs them (tab, line
@@ -84,76 +72,63 @@ TEST_F(ManifestSaveTest, TrickyEntriesAreWrittenByteForByteAsBefore) {
   EXPECT_EQ(save(KZFExtractionManager()), root + "/>");
 }
 
+// Entries a manifest cannot hold: the save fails naming why, writes nothing, and the next
+// manifest the serializer writes is whole.
 struct UnwritableRow {
   std::string label;
   std::u16string name;
+  int type;  // a KZFFileEntryType, 3 being none of them
+  const char* identifier;
+  const char* fragment;
 };
 
-class UnwritableTextTest : public ManifestSaveTest,
-                           public ::testing::WithParamInterface<UnwritableRow> {};
+class UnwritableEntryTest : public ManifestSaveTest,
+                            public ::testing::WithParamInterface<UnwritableRow> {};
 
-TEST_P(UnwritableTextTest, FailsWithWriteXmlWritingNothingAndTheSerializerWritesOnAfterwards) {
+TEST_P(UnwritableEntryTest, FailsWritingNothingAndTheSerializerWritesOnAfterwards) {
   KZFExtractionManager manager;
   manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
-  manager.addEntry(u"b", KZFFileEntry(u"b" + GetParam().name, u"/b", KZFFileEntryType::File));
+  manager.addEntry(
+      u"b", KZFFileEntry(GetParam().name, u"/b", static_cast<KZFFileEntryType>(GetParam().type)));
   kzftest::StringOutputStream out;
-  EXPECT_KZF_ERROR_WITH(serializer.save(out, manager), "KZFPACKAGE_ERROR_WRITE_XML",
-                        "invalid or illegal XML character");
+  EXPECT_KZF_ERROR_WITH(serializer.save(out, manager), GetParam().identifier, GetParam().fragment);
   EXPECT_EQ(out.text, "");
-  // A failed save leaves nothing behind in the serializer: the next manifest is whole.
   EXPECT_EQ(load(save(KZFExtractionManager())).size(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, UnwritableTextTest,
-    ::testing::Values(UnwritableRow{"ControlCharacter", std::u16string(1, u'\x01')},
-                      UnwritableRow{"LoneHighSurrogate", std::u16string(1, u'\xD800')},
-                      UnwritableRow{"SurrogatesInTheWrongOrder", u"\xDC00\xD800"},
-                      UnwritableRow{"NonCharacterFFFE", std::u16string(1, u'\xFFFE')}),
-    kzftest::RowLabel());
+constexpr int kFile = static_cast<int>(KZFFileEntryType::File);
+constexpr const char* kBadText = "invalid or illegal XML character";
+const UnwritableRow kUnwritable[] = {
+    {"UnsupportedKind", u"dev/null", 3, "KZFPACKAGE_FILE_TYPE_UNSUPPORTED", "dev/null"},
+    {"ControlCharacter", u"b\x01", kFile, "KZFPACKAGE_ERROR_WRITE_XML", kBadText},
+    {"LoneHighSurrogate", u"b\xD800", kFile, "KZFPACKAGE_ERROR_WRITE_XML", kBadText},
+    {"SurrogatesInTheWrongOrder", u"b\xDC00\xD800", kFile, "KZFPACKAGE_ERROR_WRITE_XML", kBadText},
+    {"NonCharacterFFFE", u"b\xFFFE", kFile, "KZFPACKAGE_ERROR_WRITE_XML", kBadText}};
+INSTANTIATE_TEST_SUITE_P(Entries, UnwritableEntryTest, ::testing::ValuesIn(kUnwritable),
+                         kzftest::RowLabel());
 
 TEST_F(ManifestSaveTest, AFailingStreamsOwnErrorPassesUnchanged) {
   KZFExtractionManager manager;
   manager.addEntry(u"a", KZFFileEntry(u"a", u"/a", KZFFileEntryType::File));
   kzftest::FailingOutputStream out;
-  try {
-    serializer.save(out, manager);
-    ADD_FAILURE() << "the write error was lost";
-  } catch (const std::runtime_error& e) {
-    EXPECT_STREQ(e.what(), kzftest::FailingOutputStream::kFullDiskMessage);
-  }
+  EXPECT_THAT([&] { serializer.save(out, manager); },
+              ::testing::ThrowsMessage<std::runtime_error>(
+                  ::testing::StrEq(kzftest::FailingOutputStream::kFullDiskMessage)));
 }
 
-struct OrderRow {
-  std::string label;
-  std::vector<std::u16string> added;
-  std::vector<std::u16string> expected;
-};
-
-class ExtractionManagerOrderTest : public ::testing::TestWithParam<OrderRow> {};
-
-TEST_P(ExtractionManagerOrderTest, FirstEntryUnderAKeyWinsAndKeysSortByCodeUnit) {
+// Keys sort by UTF-16 code unit (a prefix first, upper case before lower, the surrogate pair of
+// U+1F600 before U+FF21), and the first entry added under a key stays.
+TEST(ExtractionManagerOrder, FirstEntryUnderAKeyWinsAndKeysSortByCodeUnit) {
   KZFExtractionManager manager;
-  for (const auto& key : GetParam().added) {
+  for (const std::u16string key : {u"b", u"a", u"ab", u"B", u"A", u"a/b", u"a.b", u"a0", u"a/",
+                                   u"\uFF21", u"\U0001F600", u"\u00e9"}) {
     manager.addEntry(key, KZFFileEntry(key, u"/" + key, KZFFileEntryType::File));
     manager.addEntry(key, KZFFileEntry(u"second", u"/", KZFFileEntryType::Folder));
   }
   std::vector<std::u16string> names;
   for (const auto& entry : manager.getEntries()) names.push_back(entry.getName());
-  EXPECT_EQ(names, GetParam().expected);
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"A", u"B", u"a", u"a.b", u"a/", u"a/b", u"a0",
+                                                u"ab", u"b", u"\u00e9", u"\U0001F600", u"\uFF21"}));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Keys, ExtractionManagerOrderTest,
-    ::testing::Values(
-        OrderRow{"PrefixBeforeLongerKey", {u"b", u"a", u"ab"}, {u"a", u"ab", u"b"}},
-        OrderRow{"UpperCaseBeforeLowerCase", {u"a", u"B", u"A"}, {u"A", u"B", u"a"}},
-        OrderRow{
-            "SeparatorsByCodeUnit", {u"a/b", u"a.b", u"a0", u"a/"}, {u"a.b", u"a/", u"a/b", u"a0"}},
-        // Code unit order: the surrogate pair of U+1F600 (D83D DE00) sorts before U+FF21.
-        OrderRow{"SurrogatePairBeforeHighBmp",
-                 {u"\uFF21", u"\U0001F600", u"\u00e9"},
-                 {u"\u00e9", u"\U0001F600", u"\uFF21"}}),
-    kzftest::RowLabel());
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Hostile packages: each one fails with its identifier, or is made harmless, and nothing
 // outside the extraction root changes, whichever way folders are resolved.
-#include <sys/stat.h>
-#include <unistd.h>
+#include <gmock/gmock.h>
 
 #include <KzfErrorMatchers.hpp>
 #include <PackageTestSupport.hpp>
@@ -20,67 +19,34 @@ using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
 namespace pathsafety = Quorlith::kzfpackage::pathsafety;
 
-/// Names left behind by an interrupted file write.
-std::string temporaryFilesBelow(const fs::path& folder) {
-  std::string found;
-  for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
-    if (it->path().filename().string().rfind(".kzfext-", 0) == 0)
-      found += it->path().string() + "\n";
-  }
-  return found;
-}
-
-/// What the test puts in place before extracting.
-enum class Plant {
-  Nothing,
-  LinkToOutsideFolder,    ///< root/evil -> ../outside
-  LinkAtDestination,      ///< root/victim -> ../outside/secret
-  HardLinkAtDestination,  ///< root/victim is a hard link of outside/secret
+/// What the test puts in place below the temporary folder before extracting.
+using Plant = void (*)(const fs::path& tmp);
+const Plant kLinkToOutsideFolder = [](const fs::path& t) {
+  fs::create_symlink("../outside", t / "root/evil");
+};
+const Plant kLinkAtDestination = [](const fs::path& t) {
+  fs::create_symlink("../outside/secret", t / "root/victim");
+};
+const Plant kHardLinkAtDestination = [](const fs::path& t) {
+  fs::create_hard_link(t / "outside/secret", t / "root/victim");
 };
 
 struct HostileCase {
   const char* name;        ///< the corpus file, without ".kzf"
   const char* identifier;  ///< the expected error, or "" when extraction succeeds harmlessly
-  const char* fragment;    ///< part of the message
-  Plant plant = Plant::Nothing;
-  /// Extra checks of what the extraction left below the root.
-  void (*check)(const fs::path& root) = nullptr;
+  const char* fragment;    ///< part of the message, or what the root's listing then holds
+  Plant plant = nullptr;
 };
 
 enum class Resolver { Openat2, ComponentWalk };
 
 using Row = std::tuple<HostileCase, Resolver>;
 
-void expectReplacedFile(const fs::path& root) {
-  struct stat st {};
-  ASSERT_EQ(::lstat((root / "victim").c_str(), &st), 0);
-  EXPECT_TRUE(S_ISREG(st.st_mode));
-  EXPECT_EQ(st.st_nlink, 1u);
-  EXPECT_EQ(readFile(root / "victim"), "replaced");
-}
-
-void expectLinkBelowRoot(const fs::path& root) {
-  EXPECT_EQ(fs::read_symlink(root / "abs-link").string(), "target-inside");
-}
-
-void expectPermissionBitsOnly(const fs::path& root) {
-  struct stat st {};
-  ASSERT_EQ(::stat((root / "tool").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 07777, 0777u) << "set-user-id, set-group-id and sticky are dropped";
-}
-
-void expectConfigurationManifest(const fs::path& root) {
-  EXPECT_EQ(readFile(root / ".META/manifest.xml"), "<configuration/>");
-}
-
-void expectSchemaHintIgnored(const fs::path& root) {
-  EXPECT_EQ(readFile(root / "p"), "stored content of the victim part")
-      << "the manifest is validated against the built-in schema only";
-}
-
 constexpr const char* kFailed = "KZFPACKAGE_EXTRACT_FAILED";
 constexpr const char* kOpenFailed = "KZFPACKAGE_OPEN_FAILED";
 constexpr const char* kInvalidXml = "KZFPACKAGE_INVALID_XML";
+// A planted link or hard link is replaced by a file of its own, not written through.
+constexpr const char* kReplaced = "victim mode=100[0-7]+ links=1 date=[0-9-]+ \\[replaced\\]";
 
 const HostileCase kCases[] = {
     {"dotdot_name", kFailed, "a \"..\" component"},
@@ -88,7 +54,7 @@ const HostileCase kCases[] = {
     {"dotdot_folder", kFailed, "a \"..\" component"},
     {"dot_component", kFailed, "a \".\" component"},
     {"absolute_double_slash", kFailed, "an empty component"},
-    {"absolute_link_name", "", "", Plant::Nothing, expectLinkBelowRoot},
+    {"absolute_link_name", "", "abs-link -> target-inside"},
     {"trailing_slash", kFailed, "ends in \"/\""},
     {"backslash", kFailed, "backslash"},
     {"nul_character", kInvalidXml, ""},
@@ -104,14 +70,15 @@ const HostileCase kCases[] = {
     {"link_over_used_folder", kFailed, "the name is used as a folder by other entries"},
     {"chained_links", kFailed, "climbs out of the extraction root"},
     {"link_loop", kFailed, "loop of links"},
-    {"through_planted_link", kFailed, "is not a real folder", Plant::LinkToOutsideFolder},
-    {"over_planted_link", "", "", Plant::LinkAtDestination, expectReplacedFile},
-    {"over_planted_hard_link", "", "", Plant::HardLinkAtDestination, expectReplacedFile},
-    {"setuid_bits", "", "", Plant::Nothing, expectPermissionBitsOnly},
+    {"through_planted_link", kFailed, "is not a real folder", kLinkToOutsideFolder},
+    {"over_planted_link", "", kReplaced, kLinkAtDestination},
+    {"over_planted_hard_link", "", kReplaced, kHardLinkAtDestination},
+    // Set-user-id, set-group-id and sticky are dropped.
+    {"setuid_bits", "", "tool mode=100777 "},
     {"many_entries_one_part", kFailed, "content of another entry too"},
     {"missing_part", kFailed, "/missing.bin is missing"},
     {"file_manifest_as_content", kFailed, "the file manifest itself"},
-    {"own_configuration_manifest", "", "", Plant::Nothing, expectConfigurationManifest},
+    {"own_configuration_manifest", "", "\\.META/manifest\\.xml .*\\[<configuration/>\\]"},
     {"zip_truncated", kOpenFailed, ""},
     {"zip_bad_crc", kFailed, "p.bin"},
     {"zip_wrong_sizes", kFailed, "p.bin"},
@@ -123,7 +90,8 @@ const HostileCase kCases[] = {
     {"xml_entity_bomb", kInvalidXml, ""},
     {"xml_external_entity", kInvalidXml, ""},
     {"xml_external_dtd", kInvalidXml, ""},
-    {"xml_schema_location", "", "", Plant::Nothing, expectSchemaHintIgnored},
+    // The manifest is validated against the built-in schema only.
+    {"xml_schema_location", "", "p .*\\[stored content of the victim part\\]"},
     {"xml_foreign_namespace", kInvalidXml, ""},
     {"xml_oversized", kInvalidXml, ""},
 };
@@ -142,22 +110,6 @@ class HostileExtractionTest : public TempDirTest, public ::testing::WithParamInt
   fs::path root() const { return tmp / "root"; }
   fs::path outside() const { return tmp / "outside"; }
 
-  void plant(Plant what) {
-    switch (what) {
-      case Plant::Nothing:
-        break;
-      case Plant::LinkToOutsideFolder:
-        fs::create_symlink("../outside", root() / "evil");
-        break;
-      case Plant::LinkAtDestination:
-        fs::create_symlink("../outside/secret", root() / "victim");
-        break;
-      case Plant::HardLinkAtDestination:
-        fs::create_hard_link(outside() / "secret", root() / "victim");
-        break;
-    }
-  }
-
   void extract(const std::string& name) {
     KZFPackage package(u(fs::path(KZF_HOSTILE_CORPUS) / (name + ".kzf")), {});
     package.open(kzf::Read);
@@ -171,15 +123,16 @@ TEST_P(HostileExtractionTest, RefusedOrHarmlessAndNothingOutsideChanges) {
       << "the corpus fixture did not run";
   // Taken before planting: a hard link planted from outside must be gone again afterwards.
   const std::string outsideBefore = treeListing(outside());
-  plant(row.plant);
+  if (row.plant != nullptr) row.plant(tmp.path());
   if (*row.identifier == '\0') {
     extract(row.name);
+    EXPECT_THAT(treeListing(root()), ::testing::ContainsRegex(row.fragment));
   } else {
     EXPECT_KZF_ERROR_WITH(extract(row.name), row.identifier, row.fragment);
   }
-  if (row.check != nullptr) row.check(root());
   EXPECT_EQ(treeListing(outside()), outsideBefore);
-  EXPECT_EQ(temporaryFilesBelow(tmp.path()), "");
+  // Nothing is left behind by an interrupted file write.
+  EXPECT_THAT(treeListing(tmp.path()), ::testing::Not(::testing::HasSubstr(".kzfext-")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, HostileExtractionTest,

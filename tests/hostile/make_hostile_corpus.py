@@ -64,41 +64,35 @@ def simple(entries, parts):
     return package(manifest(entries), parts)
 
 
-# --- Zip-level editing: the central directory and local headers of a finished archive. ---
-
-def central_records(data):
-    """(offset of each central record, its name) in order."""
-    eocd = data.rindex(b"PK\x05\x06")
-    count, _, start = struct.unpack_from("<HII", data, eocd + 10)
-    records, at = [], start
-    for _ in range(count):
-        name_len, extra_len, comment_len = struct.unpack_from("<HHH", data, at + 28)
-        records.append((at, data[at + 46:at + 46 + name_len].decode()))
-        at += 46 + name_len + extra_len + comment_len
-    return records
-
-
-def record_of(data, name):
-    for at, record_name in central_records(data):
-        if record_name == name:
-            local = struct.unpack_from("<I", data, at + 42)[0]
-            return at, local
-    raise KeyError(name)
-
-
 VICTIM = "p.bin"
 VICTIM_TEXT = b"stored content of the victim part"
+P = '<fileEntry name="p" content="/p.bin" type="File"/>'
+
+
+def one(name, data=b"x", extra=""):
+    """A package of one entry whose content is the victim part holding `data`."""
+    return simple([entry(name, "/p.bin", "File", extra)], {VICTIM: data})
+
+
+# --- Zip-level editing: the central directory and local headers of a finished archive. ---
+
+def record_of(data, name):
+    """(offset of the central record of `name`, offset of its local header)."""
+    eocd = data.rindex(b"PK\x05\x06")
+    count, _, at = struct.unpack_from("<HII", data, eocd + 10)
+    for _ in range(count):
+        name_len, extra_len, comment_len = struct.unpack_from("<HHH", data, at + 28)
+        if data[at + 46:at + 46 + name_len].decode() == name:
+            return at, struct.unpack_from("<I", data, at + 42)[0]
+        at += 46 + name_len + extra_len + comment_len
+    raise KeyError(name)
 
 
 def zip_patched(edit):
     """The victim package with `edit(data, central record offset, local header offset)` done."""
-    data = bytearray(simple([entry("p", "/p.bin", "File")], {VICTIM: VICTIM_TEXT}))
+    data = bytearray(simple([P], {VICTIM: VICTIM_TEXT}))
     edit(data, *record_of(data, VICTIM))
     return bytes(data)
-
-
-def flip_first_text_byte(data, central, local):
-    data[data.index(VICTIM_TEXT)] ^= 0x20
 
 
 def or16(data, at, value):
@@ -107,7 +101,7 @@ def or16(data, at, value):
 
 def zip_overlap():
     # A second central record whose data is the victim's own bytes.
-    data = bytearray(simple([entry("p", "/p.bin", "File"), entry("q", "/q.bin", "File")],
+    data = bytearray(simple([P, entry("q", "/q.bin", "File")],
                             {VICTIM: VICTIM_TEXT, "q.bin": VICTIM_TEXT}))
     struct.pack_into("<I", data, record_of(data, "q.bin")[0] + 42, record_of(data, VICTIM)[1])
     return bytes(data)
@@ -117,83 +111,39 @@ def zip_duplicates():
     import warnings
     with warnings.catch_warnings():
         warnings.simplefilter("ignore")
-        return package(manifest([entry("p", "/p.bin", "File")]), {VICTIM: VICTIM_TEXT},
+        return package(manifest([P]), {VICTIM: VICTIM_TEXT},
                        extra_items=[(VICTIM, b"a second item of the same name")])
 
 
-# --- XML-level cases: the file manifest itself attacks the parser. ---
-
-def xml_case(xml):
-    return package(xml, {VICTIM: VICTIM_TEXT})
-
-
-def entity_bomb():
-    levels = ['<!ENTITY e0 "boom">'] + [
-        '<!ENTITY e%d "%s">' % (i, ("&e%d;" % (i - 1)) * 10) for i in range(1, 10)]
-    prolog = "<!DOCTYPE fileEntries [" + "".join(levels) + "]>"
-    return xml_case(manifest([entry("&e9;", "/p.bin", "File")], prolog))
+def xml_case(prolog="", root_attributes="", namespace=MANIFEST_NS, name="p"):
+    """The file manifest itself attacks the parser."""
+    xml = manifest([entry(name, "/p.bin", "File")], prolog, root_attributes)
+    return package(xml.replace(MANIFEST_NS, namespace), {VICTIM: VICTIM_TEXT})
 
 
-def external_entity():
-    prolog = '<!DOCTYPE fileEntries [<!ENTITY x SYSTEM "file:///etc/hostname">]>'
-    return xml_case(manifest([entry("&x;", "/p.bin", "File")], prolog))
-
-
-def external_dtd():
-    prolog = '<!DOCTYPE fileEntries SYSTEM "../outside/secret.dtd">'
-    return xml_case(manifest([entry("p", "/p.bin", "File")], prolog))
-
-
-def schema_location():
-    # Names a file that exists and is no schema: reading it would fail the load.
-    attributes = (' xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" '
-                  'xsi:schemaLocation="' + MANIFEST_NS + ' file:///etc/hostname"')
-    return xml_case(manifest([entry("p", "/p.bin", "File")], root_attributes=attributes))
-
-
-def foreign_namespace():
-    xml = manifest([entry("p", "/p.bin", "File")]).replace(MANIFEST_NS, "urn:someone-else")
-    return xml_case(xml)
-
-
-def oversized():
-    # Past the parser's 32 MiB cap; a comment keeps the rest of the document valid.
-    padding = "<!--" + "x" * (33 * 1024 * 1024) + "-->"
-    return xml_case(manifest([entry("p", "/p.bin", "File")], prolog=padding))
-
-
-def long_component():
-    return simple([entry("a" * 256, "/p.bin", "File")], {VICTIM: b"x"})
-
-
-def long_path():
-    name = "/".join(["d" * 200] * 21)  # 4220 bytes, every component within its limit
-    return simple([entry(name, "/p.bin", "File")], {VICTIM: b"x"})
-
+BOMB = "".join(['<!ENTITY e0 "boom">'] +
+               ['<!ENTITY e%d "%s">' % (i, ("&e%d;" % (i - 1)) * 10) for i in range(1, 10)])
 
 CASES = {
     # Names.
-    "dotdot_name": lambda: simple([entry("../outside/pwned", "/p.bin", "File")], {VICTIM: b"x"}),
-    "dotdot_inside_name": lambda: simple([entry("a/../../outside/pwned", "/p.bin", "File")],
-                                         {VICTIM: b"x"}),
+    "dotdot_name": lambda: one("../outside/pwned"),
+    "dotdot_inside_name": lambda: one("a/../../outside/pwned"),
     "dotdot_folder": lambda: simple([entry("..", "", "Folder")], {}),
-    "dot_component": lambda: simple([entry("a/./b", "/p.bin", "File")], {VICTIM: b"x"}),
-    "absolute_double_slash": lambda: simple([entry("//outside/pwned", "/p.bin", "File")],
-                                            {VICTIM: b"x"}),
+    "dot_component": lambda: one("a/./b"),
+    "absolute_double_slash": lambda: one("//outside/pwned"),
     "absolute_link_name": lambda: simple([entry("/abs-link", "/l.bin", "SymLink")],
                                          {"l.bin": b"target-inside"}),
-    "trailing_slash": lambda: simple([entry("a/", "/p.bin", "File")], {VICTIM: b"x"}),
-    "backslash": lambda: simple([entry("..\\outside\\pwned", "/p.bin", "File")], {VICTIM: b"x"}),
-    "nul_character": lambda: simple([entry("a&#0;b", "/p.bin", "File")], {VICTIM: b"x"}),
-    "newline_character": lambda: simple([entry("a&#10;b", "/p.bin", "File")], {VICTIM: b"x"}),
-    "tab_character": lambda: simple([entry("a&#9;b", "/p.bin", "File")], {VICTIM: b"x"}),
-    "long_component": long_component,
-    "long_path": long_path,
+    "trailing_slash": lambda: one("a/"),
+    "backslash": lambda: one("..\\outside\\pwned"),
+    "nul_character": lambda: one("a&#0;b"),
+    "newline_character": lambda: one("a&#10;b"),
+    "tab_character": lambda: one("a&#9;b"),
+    "long_component": lambda: one("a" * 256),
+    "long_path": lambda: one("/".join(["d" * 200] * 21)),  # 4220 bytes, each component fits
     "folder_then_file_same_name": lambda: simple(
         [entry("/d", "", "Folder"), entry("d", "/p.bin", "File")], {VICTIM: b"x"}),
     # Links.
-    "absolute_link_target": lambda: simple([entry("l", "/l.bin", "SymLink")],
-                                           {"l.bin": b"/etc"}),
+    "absolute_link_target": lambda: simple([entry("l", "/l.bin", "SymLink")], {"l.bin": b"/etc"}),
     "climbing_link_target": lambda: simple([entry("a/l", "/l.bin", "SymLink")],
                                            {"l.bin": b"../../outside"}),
     "link_then_file_through_it": lambda: simple(
@@ -217,15 +167,11 @@ CASES = {
         [entry("x", "/x.bin", "SymLink"), entry("y", "/y.bin", "SymLink")],
         {"x.bin": b"y/..", "y.bin": b"x/.."}),
     # Planted before extraction (the test plants; the package is ordinary).
-    "through_planted_link": lambda: simple([entry("evil/pwned", "/p.bin", "File")],
-                                           {VICTIM: b"x"}),
-    "over_planted_link": lambda: simple([entry("victim", "/p.bin", "File")],
-                                        {VICTIM: b"replaced"}),
-    "over_planted_hard_link": lambda: simple([entry("victim", "/p.bin", "File")],
-                                             {VICTIM: b"replaced"}),
+    "through_planted_link": lambda: one("evil/pwned"),
+    "over_planted_link": lambda: one("victim", data=b"replaced"),
+    "over_planted_hard_link": lambda: one("victim", data=b"replaced"),
     # Modes and parts.
-    "setuid_bits": lambda: simple([entry("tool", "/p.bin", "File", ' permissions="3583"')],
-                                  {VICTIM: b"#!/bin/sh\n"}),
+    "setuid_bits": lambda: one("tool", data=b"#!/bin/sh\n", extra=' permissions="3583"'),
     "many_entries_one_part": lambda: simple(
         [entry("copy%03d" % i, "/p.bin", "File") for i in range(200)], {VICTIM: b"x" * 1024}),
     "missing_part": lambda: simple([entry("f", "/missing.bin", "File")], {}),
@@ -235,7 +181,8 @@ CASES = {
         {".META/manifest.xml": b"<configuration/>"}),
     # The zip container.
     "zip_truncated": lambda: zip_patched(lambda d, c, l: d.__delitem__(slice(len(d) // 2, None))),
-    "zip_bad_crc": lambda: zip_patched(flip_first_text_byte),
+    "zip_bad_crc": lambda: zip_patched(
+        lambda d, c, l: d.__setitem__(d.index(VICTIM_TEXT), d[d.index(VICTIM_TEXT)] ^ 0x20)),
     "zip_wrong_sizes": lambda: zip_patched(
         lambda d, c, l: struct.pack_into("<I", d, c + 24, len(VICTIM_TEXT) + 1000)),
     "zip_name_mismatch": lambda: zip_patched(lambda d, c, l: d.__setitem__(l + 30, ord("q"))),
@@ -245,24 +192,27 @@ CASES = {
         lambda d, c, l: (struct.pack_into("<H", d, c + 10, 99), struct.pack_into("<H", d, l + 8, 99))),
     "zip_encryption_flag": lambda: zip_patched(lambda d, c, l: (or16(d, c + 8, 1), or16(d, l + 6, 1))),
     # The XML of the file manifest.
-    "xml_entity_bomb": entity_bomb,
-    "xml_external_entity": external_entity,
-    "xml_external_dtd": external_dtd,
-    "xml_schema_location": schema_location,
-    "xml_foreign_namespace": foreign_namespace,
-    "xml_oversized": oversized,
+    "xml_entity_bomb": lambda: xml_case("<!DOCTYPE fileEntries [" + BOMB + "]>", name="&e9;"),
+    "xml_external_entity": lambda: xml_case(
+        '<!DOCTYPE fileEntries [<!ENTITY x SYSTEM "file:///etc/hostname">]>', name="&x;"),
+    "xml_external_dtd": lambda: xml_case('<!DOCTYPE fileEntries SYSTEM "../outside/secret.dtd">'),
+    # Names a file that exists and is no schema: reading it would fail the load.
+    "xml_schema_location": lambda: xml_case(root_attributes=(
+        ' xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" '
+        'xsi:schemaLocation="' + MANIFEST_NS + ' file:///etc/hostname"')),
+    "xml_foreign_namespace": lambda: xml_case(namespace="urn:someone-else"),
+    # Past the parser's 32 MiB cap; a comment keeps the rest of the document valid.
+    "xml_oversized": lambda: xml_case("<!--" + "x" * (33 * 1024 * 1024) + "-->"),
 }
 
 
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    folder = sys.argv[1]
-    os.makedirs(folder, exist_ok=True)
+    os.makedirs(sys.argv[1], exist_ok=True)
     for name, make in CASES.items():
-        data = make()
-        with open(os.path.join(folder, name + ".kzf"), "wb") as out:
-            out.write(data)
+        with open(os.path.join(sys.argv[1], name + ".kzf"), "wb") as out:
+            out.write(make())
 
 
 if __name__ == "__main__":

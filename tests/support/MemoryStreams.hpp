@@ -1,5 +1,5 @@
-// Test support: opc streams over memory. An input over text (or an endless source) that counts
-// what it hands out, and outputs that collect or fail.
+// Test support: opc streams over memory. An input over text that counts what it hands
+// out, and outputs that collect or fail.
 #pragma once
 
 #include <algorithm>
@@ -34,26 +34,6 @@ class TextInputStream : public opc::InputStream {
   std::size_t chunk_;
   std::size_t position_ = 0;
   bool eof_ = false;
-};
-
-/// Hands out `head`, then spaces without end.
-class EndlessInputStream : public opc::InputStream {
- public:
-  explicit EndlessInputStream(std::string head) : head_(std::move(head)) {}
-  std::size_t read(char* buffer, std::size_t max) override {
-    for (std::size_t i = 0; i < max; ++i, ++position_) {
-      buffer[i] = position_ < head_.size() ? head_[position_] : ' ';
-    }
-    bytesRead += max;
-    return max;
-  }
-  bool isEOF() const override { return false; }
-
-  std::size_t bytesRead = 0;
-
- private:
-  std::string head_;
-  std::size_t position_ = 0;
 };
 
 /// Collects what is written.
