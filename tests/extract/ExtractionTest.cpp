@@ -4,29 +4,22 @@
 
 #include <KzfErrorMatchers.hpp>
 #include <PackageTestSupport.hpp>
-#include <TempDir.hpp>
-#include <boost/filesystem/fstream.hpp>
+#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <iterator>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFPackage.hpp>
 #include <opc/String.hpp>
-#include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
-#include <opc/zippackage/ZipPhysicalPackage.hpp>
 #include <optional>
 #include <set>
-#include <vector>
 
 #include "PathSafety.hpp"
 
 namespace kzftest {
 namespace {
 
-namespace fs = boost::filesystem;
 using Quorlith::kzfpackage::KZFExtractionSerializer;
 using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
@@ -74,14 +67,11 @@ std::string tree(const fs::path& folder) {
   std::set<std::string> lines;
   if (!fs::exists(folder)) return "";
   for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
-    const std::string name = it->path().lexically_relative(folder).string();
-    if (fs::is_symlink(it->symlink_status())) {
-      lines.insert(name + " -> " + fs::read_symlink(it->path()).string());
-    } else if (fs::is_directory(it->status())) {
-      lines.insert(name + "/");
-    } else {
-      lines.insert(name + " [" + readFile(it->path()) + "]");
-    }
+    const fs::path& path = it->path();
+    const std::string name = path.lexically_relative(folder).string();
+    const bool link = fs::is_symlink(it->symlink_status());
+    lines.insert(link ? name + " -> " + fs::read_symlink(path).string()
+                      : fs::is_directory(path) ? name + "/" : name + " [" + readFile(path) + "]");
   }
   std::string out;
   for (const std::string& line : lines) out += line + "\n";
@@ -178,11 +168,7 @@ class TimeZoneTest : public ExtractionTest, public ::testing::WithParamInterface
     ::tzset();
   }
   void TearDown() override {
-    if (saved_) {
-      ::setenv("TZ", saved_->c_str(), 1);
-    } else {
-      ::unsetenv("TZ");
-    }
+    saved_ ? ::setenv("TZ", saved_->c_str(), 1) : ::unsetenv("TZ");
     ::tzset();
   }
 
@@ -194,23 +180,16 @@ TEST_P(TimeZoneTest, FilesGetTheStoredCalendarTimeAcrossClockChanges) {
   // Around the changes of 2021 in Berlin and New York (into the skipped and the repeated
   // hour), the ends of the signed 32-bit range, and dates that wrap past it.
   const std::vector<std::pair<std::string, std::int64_t>> dates = {
-      {"2021-03-28T00:59:59Z", 1616893199},
-      {"2021-03-28T01:00:00Z", 1616893200},
-      {"2021-10-31T00:30:00Z", 1635640200},
-      {"2021-10-31T01:30:00Z", 1635643800},
-      {"2021-03-14T06:59:59Z", 1615705199},
-      {"2021-03-14T07:00:00Z", 1615705200},
-      {"2021-11-07T05:30:00Z", 1636263000},
-      {"2021-11-07T06:30:00Z", 1636266600},
-      {"1970-01-01T00:00:00Z", 0},
-      {"2038-01-19T03:14:07Z", 2147483647},
-      {"2038-01-19T03:14:08Z", 2147483648},
-      {"2040-07-01T00:30:00Z", 2224715400},
+      {"2021-03-28T00:59:59Z", 1616893199}, {"2021-03-28T01:00:00Z", 1616893200},
+      {"2021-10-31T00:30:00Z", 1635640200}, {"2021-10-31T01:30:00Z", 1635643800},
+      {"2021-03-14T06:59:59Z", 1615705199}, {"2021-03-14T07:00:00Z", 1615705200},
+      {"2021-11-07T05:30:00Z", 1636263000}, {"2021-11-07T06:30:00Z", 1636266600},
+      {"1970-01-01T00:00:00Z", 0},          {"2038-01-19T03:14:07Z", 2147483647},
+      {"2038-01-19T03:14:08Z", 2147483648}, {"2040-07-01T00:30:00Z", 2224715400},
       {"2106-02-07T06:28:15Z", 4294967295},
       // Wrapping to 1916-07-01T00:30:00Z (summer time in Berlin) and to the repeated hour of
       // New York's 1918-10-27.
-      {"2052-08-06T06:58:16Z", 2606540296},
-      {"2054-12-02T11:58:16Z", 2679825496},
+      {"2052-08-06T06:58:16Z", 2606540296}, {"2054-12-02T11:58:16Z", 2679825496},
       {"2054-12-02T12:58:16Z", 2679829096}};
   std::string entries;
   std::map<std::string, std::string> parts;
@@ -237,9 +216,7 @@ INSTANTIATE_TEST_SUITE_P(Zones, TimeZoneTest,
                          ::testing::Values("Europe/Berlin", "America/New_York", "UTC"),
                          [](const ::testing::TestParamInfo<const char*>& row) {
                            std::string name = row.param;
-                           for (char& c : name) {
-                             if (c == '/') c = '_';
-                           }
+                           std::replace(name.begin(), name.end(), '/', '_');
                            return name;
                          });
 
