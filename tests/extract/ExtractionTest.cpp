@@ -1,5 +1,5 @@
-// Extraction driven by the file manifest: failures midway, folder order, dates across clock
-// changes, names already in the folder and chosen entries.
+// Extraction driven by the file manifest: budgets and failures midway, folder order, dates across
+// clock changes, names already in the folder and chosen entries.
 #include <sys/stat.h>
 
 #include <KzfErrorMatchers.hpp>
@@ -35,7 +35,7 @@ std::string entry(const std::string& name, const std::string& content, const std
 /// Writes a package whose file manifest is `entries` (XML text) and whose parts are `parts`,
 /// through the OPC layer alone, so that the manifest can say anything a test needs.
 void writeRawPackage(const fs::path& path, const std::string& entries,
-                     const std::map<std::string, std::string>& parts, bool withManifest = true) {
+                     const std::map<std::string, std::string>& parts) {
   opc::zippackage::ZipPhysicalPackage physical(u(path), true, false);
   opc::model::Package package(physical, true);
   package.open(opc::interfaces::OpenMode::Create);
@@ -45,19 +45,17 @@ void writeRawPackage(const fs::path& path, const std::string& entries,
                                    opc::model::StandardPartInfo(0, 0));
     part.getOutputStream()->write(bytes.data(), bytes.size());
   }
-  if (withManifest) {
-    std::string xml =
-        std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
-        KZFExtractionSerializer::NAMESPACE + "\" platform=\"glnxa64\" encoding=\"UTF-8\">" +
-        entries + "</fileEntries>";
-    auto manifest =
-        package.createPart(opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
-                           opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
-                           opc::model::StandardPartInfo(1, 0));
-    manifest.getOutputStream()->write(xml.data(), xml.size());
-    package.createInternalRelationship(opc::toString(KZFPackage::KZF_EXTRACTION_RELATIONSHIP),
-                                       manifest.getName().getURI(), u"");
-  }
+  const std::string xml =
+      std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
+      KZFExtractionSerializer::NAMESPACE + "\" platform=\"glnxa64\" encoding=\"UTF-8\">" +
+      entries + "</fileEntries>";
+  auto manifest =
+      package.createPart(opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
+                         opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
+                         opc::model::StandardPartInfo(1, 0));
+  manifest.getOutputStream()->write(xml.data(), xml.size());
+  package.createInternalRelationship(opc::toString(KZFPackage::KZF_EXTRACTION_RELATIONSHIP),
+                                     manifest.getName().getURI(), u"");
   package.close(false);
 }
 
@@ -114,6 +112,20 @@ TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasTher
   writeFile(root() / "big", "the earlier file");
   EXPECT_KZF_ERROR_WITH(extract(budget), "KZFPACKAGE_EXTRACT_FAILED", "per-file budget");
   EXPECT_EQ(tree(root()), "big [the earlier file]\n");
+}
+
+TEST_F(ExtractionTest, ExactBudgetsPassAndEachBudgetStopsAtTheFileThatPassesIt) {
+  writeRawPackage(packagePath(), entry("a.bin", "/a", "File") + entry("b.bin", "/b", "File"),
+                  {{"/a", std::string(1000, 'a')}, {"/b", std::string(1000, 'b')}});
+  extract({2000, 1000});
+  EXPECT_EQ(fs::file_size(root() / "b.bin"), 1000u);
+  fs::remove_all(root());
+  EXPECT_KZF_ERROR_WITH(extract({0, 999}), "KZFPACKAGE_EXTRACT_FAILED",
+                        "entry \"a.bin\": its content exceeds the per-file budget of 999 bytes");
+  EXPECT_EQ(tree(root()), "") << "no temporary file is left";
+  EXPECT_KZF_ERROR_WITH(extract({1999, 0}), "KZFPACKAGE_EXTRACT_FAILED",
+                        "entry \"b.bin\": it exceeds the extraction's total budget of 1999");
+  EXPECT_EQ(tree(root()), "a.bin [" + std::string(1000, 'a') + "]\n");
 }
 
 enum class Resolver { Openat2, ComponentWalk };

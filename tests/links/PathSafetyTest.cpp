@@ -1,8 +1,6 @@
-// Path safety: which entry names and link targets extraction accepts, and its byte budgets. The
-// hostile corpus extracts the names and targets every attack uses; these rows are the rest.
-#include <KzfErrorMatchers.hpp>
+// Path safety: which entry names and link targets extraction accepts. The hostile corpus
+// extracts the names and targets every attack uses; these rows are the rest.
 #include <PackageTestSupport.hpp>
-#include <kzfpackage/KZFPackage.hpp>
 #include <map>
 #include <vector>
 #include <string>
@@ -12,7 +10,6 @@
 namespace kzftest {
 namespace {
 
-namespace kzf = Quorlith::kzfpackage;
 namespace pathsafety = Quorlith::kzfpackage::pathsafety;
 
 /// The message of the refusal `check` raises, which must be under `rule`; "" when it accepts.
@@ -73,39 +70,6 @@ TEST(LinkTargetTest, StaysInsideTheRoot) {
     EXPECT_EQ(message.empty(), *row.reason == '\0');
     EXPECT_NE(message.find(row.reason), std::string::npos);
   }
-}
-
-/// Extraction budgets, over a package the library writes itself.
-class ExtractionBudgetTest : public TempDirTest {
- protected:
-  void SetUp() override {
-    kzf::KZFPackage package(u(tmp / "p.kzf"), {});
-    package.open(kzf::Create);
-    writeFile(tmp / "src/a.bin", std::string(1000, 'a'));
-    writeFile(tmp / "src/b.bin", std::string(1000, 'b'));
-    package.addFileListToKZF({{u(tmp / "src/a.bin"), kzf::KZFRecordData(u"a.bin", false, "")},
-                              {u(tmp / "src/b.bin"), kzf::KZFRecordData(u"b.bin", false, "")}});
-    package.close();
-  }
-  void extract(const kzf::KZFExtractionBudget& budget) {
-    kzf::KZFPackage package(u(tmp / "p.kzf"), {});
-    package.open(kzf::Read);
-    package.setExtractionBudget(budget);
-    package.extract(u(tmp / "root"));
-  }
-};
-
-TEST_F(ExtractionBudgetTest, ExactLimitsPassAndEachLimitStopsAtTheFileThatPassesIt) {
-  extract({2000, 1000});
-  EXPECT_EQ(fs::file_size(tmp / "root/b.bin"), 1000u);
-  fs::remove_all(tmp / "root");
-  EXPECT_KZF_ERROR_WITH(extract({0, 999}), "KZFPACKAGE_EXTRACT_FAILED",
-                        "entry \"a.bin\": its content exceeds the per-file budget of 999 bytes");
-  EXPECT_TRUE(fs::is_empty(tmp / "root")) << "no temporary file is left";
-  EXPECT_KZF_ERROR_WITH(extract({1999, 0}), "KZFPACKAGE_EXTRACT_FAILED",
-                        "entry \"b.bin\": it exceeds the extraction's total budget of 1999");
-  EXPECT_TRUE(fs::exists(tmp / "root/a.bin"));
-  EXPECT_FALSE(fs::exists(tmp / "root/b.bin"));
 }
 
 }  // namespace
