@@ -11,16 +11,6 @@ namespace {
 using namespace Quorlith::kzfpackage::links;
 using fl::i18n::ustring;
 
-TEST(LinkTargetMappingTest, PathToMappedTargetWorkedExamples) {
-  EXPECT_EQ(computePathToMappedLinkTarget(u"fsroot/lib/libfoo.so.1", u"fsroot/lib/libfoo.so"),
-            u"libfoo.so.1");
-  EXPECT_EQ(computePathToMappedLinkTarget(u"fsroot/bin/tool", u"fsroot/lib/x/tool-link"),
-            u"../../bin/tool");
-  EXPECT_EQ(computePathToMappedLinkTarget(u"f.txt", u"link"), u"f.txt");
-  EXPECT_EQ(computePathToMappedLinkTarget(u"usr/lib/libc.so", u"app/lib/l"),
-            u"../../usr/lib/libc.so");
-}
-
 TEST(LinkTargetMappingTest, AbsoluteArgumentsAreRefusedNamingTargetThenLink) {
   EXPECT_KZF_ERROR_WITH(computePathToMappedLinkTarget(u"/abs/t", u"l"),
                         "KZFPACKAGE_ERROR_PATH_ABSOLUTE", "/abs/t");
