@@ -156,10 +156,7 @@ class Generator {
         "x", "dir", "dir/", "dir/y", "back", "ochain", "oloop", "gone", "dir/../x", ""};
     toFolder_ = false;
     switch (r_.below(11)) {
-      case 9:
-      case 10:
-      case 0:
-      case 1:  // relative, to anything in the tree (a link: a chain)
+      case 0: case 1: case 9: case 10:  // relative, to anything in the tree (a link: a chain)
         toFolder_ = isFolder;
         return place.empty() ? (up.empty() ? "." : up) + slash : up + place + slash;
       case 2:  // absolute, to anything in the tree
@@ -371,10 +368,8 @@ class Comparison {
     const std::string expected = isBelow(reached, sourceReal_)
                                      ? outReal_ + reached.substr(sourceReal_.size())
                                      : outReal_ + (reached == "/" ? "" : reached);
-    if (got != expected) {
-      note(rel, "link reaches " + escaped(got) + ", expected " + escaped(expected));
-      return;
-    }
+    if (got != expected)
+      return note(rel, "link reaches " + escaped(got) + ", expected " + escaped(expected));
     struct stat a{}, b{};
     if (::stat(reached.c_str(), &a) == 0 && ::stat(got.c_str(), &b) == 0 &&
         (a.st_mode & S_IFMT) != (b.st_mode & S_IFMT)) {
@@ -590,10 +585,8 @@ TEST(RoundTripSoak, FreshSeeds) {
     ++trees;
     refusedByLibrary += outcome.refusedByLibrary;
     refusedByTool += outcome.refusedByTool;
-    if (!outcome.failure.empty()) {
-      ++failures;
-      std::cout << "FAILED " << outcome.failure << "\n" << std::flush;
-    }
+    failures += !outcome.failure.empty();
+    if (!outcome.failure.empty()) std::cout << "FAILED " << outcome.failure << "\n" << std::flush;
   }
   const double elapsed =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
