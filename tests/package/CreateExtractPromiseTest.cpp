@@ -117,11 +117,6 @@ const Example kExamples[] = {
     {"FolderNamedWithLeadingDot", kName,
      [](Tree& t) { fs::create_directories(t.root / "dir"); t.add("dir", u"./dir"); }},
     {"LoopOfTwoLinks", kLink, [](Tree& t) { t.link("a", "b"); t.link("b", "a"); t.addAll(); }},
-    {"LinkAndFileForOneDestination", kTaken, [](Tree& t) {
-       t.file("libv.so.1.2", "library"); t.link("libv.so.1", "libv.so.1.2");
-       t.file("other", "another file"); t.add("libv.so.1.2", u"lib/libv.so.1.2");
-       t.add("libv.so.1", u"lib/libv.so.1"); t.add("other", u"lib/libv.so.1");
-     }},
     {"TwoFilesForOneDestination", kTaken, [](Tree& t) {
        t.file("a", "first"); t.file("b", "second"); t.add("a", u"f"); t.add("b", u"f");
      }},
