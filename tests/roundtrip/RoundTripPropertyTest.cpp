@@ -500,13 +500,7 @@ Outcome roundTrip(std::uint64_t seed, const fs::path& dir) {
 }
 
 /// Dates are compared in seconds since the epoch; the process's zone must not move them.
-class UtcZone : public ::testing::Environment {
-  void SetUp() override {
-    ::setenv("TZ", "UTC", 1);
-    ::tzset();
-  }
-};
-const auto* const utcZone = ::testing::AddGlobalTestEnvironment(new UtcZone);
+const bool utcZone = (::setenv("TZ", "UTC", 1), ::tzset(), true);
 
 /// A named case: the tree of a seed, or (seed 0) an explicit tree.
 struct Case {
