@@ -16,6 +16,7 @@
 #include <kzfpackage/KZFPackage.hpp>
 #include <random>
 #include <set>
+#include <sstream>
 
 namespace kzftest {
 namespace {
@@ -258,22 +259,11 @@ std::string escaped(const std::string& text) {
   return out;
 }
 
-std::string listing(const Tree& tree, const std::string& root, const std::string& backTo) {
-  std::string text =
-      "(beside the tree: app-data/x, app-data/dir/y, app-data/ochain -> x, "
-      "app-data/oloop -> oloop, app-data/back -> ../app/" +
-      escaped(backTo) + ")\n";
-  for (const Node& node : tree) {
-    char head[80];
-    std::string target = node.content;
-    if (target.compare(0, root.size(), root) == 0) target = "$ROOT" + target.substr(root.size());
-    if (node.kind == Node::Folder) std::snprintf(head, sizeof head, "d %04o ", node.mode);
-    if (node.kind == Node::File)
-      std::snprintf(head, sizeof head, "f %05o %lld.%09ld %zu bytes ", node.mode,
-                    (long long)node.mtime.tv_sec, node.mtime.tv_nsec, node.content.size());
-    text += node.kind == Node::Link ? "l " + escaped(node.rel) + " -> " + escaped(target) + "\n"
-                                    : head + escaped(node.rel) + "\n";
-  }
+/// The tree and what lies beside it as written (treeListing's lines, escaped), for a report.
+std::string listing(const fs::path& src) {
+  std::istringstream lines(treeListing(src));
+  std::string text;
+  for (std::string line; std::getline(lines, line);) text += escaped(line) + "\n";
   return text;
 }
 
@@ -486,7 +476,7 @@ Outcome roundTrip(const Tree& tree, const fs::path& dir, std::uint64_t seed) {
     }
     failure = packWithLibrary(dir, names, outcome.refusedByLibrary);
     failure += packWithTool(dir, names, outcome.refusedByTool);
-    if (!failure.empty()) failure = listing(tree, root.string(), backTo) + failure;
+    if (!failure.empty()) failure = listing(dir / "src") + failure;
   } catch (const std::exception& e) {  // the tree cannot be written, or a check cannot read it
     failure = "stopped: " + escaped(e.what());
   }
