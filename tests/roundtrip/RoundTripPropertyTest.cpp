@@ -280,10 +280,9 @@ bool isBelow(const std::string& path, const std::string& root) {
 /// Where a path leads, as the kernel resolves it: the real path, or the error.
 std::string resolve(const fs::path& path, int& error) {
   char buffer[PATH_MAX];
-  errno = 0;
   const char* real = ::realpath(path.c_str(), buffer);
   error = real == nullptr ? errno : 0;
-  return real == nullptr ? std::string() : std::string(real);
+  return real == nullptr ? "" : real;
 }
 
 class Comparison {
@@ -397,18 +396,19 @@ std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>&
                             bool& refused) {
   const fs::path root = dir / "src/app", package = dir / "lib.kzf", out = dir / "lib-out";
   std::map<fl::i18n::ustring, KZFRecordData> list;
+  // The library reads a backslash in a file's destination as a separator, by design; the tool
+  // refuses such names, and its half of the round trip covers them.
   try {
-    for (fs::recursive_directory_iterator it(root), end; it != end; ++it)
-      list.emplace(u(it->path()), KZFRecordData(u(it->path().lexically_relative(root)), false, ""));
+    for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
+      const fl::i18n::ustring name = u(it->path().lexically_relative(root));
+      if (name.find(u'\\') != fl::i18n::ustring::npos) return {};
+      list.emplace(u(it->path()), KZFRecordData(name, false, ""));
+    }
   } catch (const std::runtime_error&) {
     return {};  // a name the API's text type cannot hold is no case for the library
   }
   // An empty tree makes a package without a file manifest, which is no KZF package to extract
-  // (the tool refuses to write one). The library reads a backslash in a file's destination as a
-  // separator, by design; the tool refuses such names, and its half of the round trip covers them.
-  for (const auto& entry : list) {
-    if (entry.second.getName().find(u'\\') != fl::i18n::ustring::npos) return {};
-  }
+  // (the tool refuses to write one).
   if (list.empty()) return {};
   try {
     KZFPackage writer(u(package), kzf::KZFFileReaderFactory());
