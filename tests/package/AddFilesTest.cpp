@@ -18,6 +18,8 @@ using Quorlith::kzfpackage::KZFPackage;
 using Quorlith::kzfpackage::KZFRecordData;
 namespace kzf = Quorlith::kzfpackage;
 
+std::string narrow(const ustring& text) { return fl::i18n::to_string(text); }
+
 class AddFilesTest : public TempDirTest {
  protected:
   fs::path packagePath() const { return tmp / "out.kzf"; }
@@ -135,22 +137,19 @@ TEST(ContentTypeMappingTest, MapsTheDestinationName) {
       {u"README", false, data}};
   for (const auto& [name, transformed, expected] : rows) {
     KZFPackage& package = transformed ? transforming : plain;
-    EXPECT_EQ(fl::i18n::to_string(package.mapFilenameToContentTypeString(name)), expected)
-        << fl::i18n::to_string(name) << (transformed ? " (transformed)" : "");
+    EXPECT_EQ(narrow(package.mapFilenameToContentTypeString(name)), expected)
+        << narrow(name) << (transformed ? " (transformed)" : "");
   }
 }
 
 TEST(PartNameTest, EncodedNamesGetOneLeadingSlash) {
   KZFPackage package(u"unused.kzf", {});
-  auto encoded = [&](const ustring& name) {
-    return fl::i18n::to_string(package.getEncodedURIString(name));
-  };
-  EXPECT_EQ(encoded(u"a/b"), "/a/b");
-  EXPECT_EQ(encoded(u"/x"), "/x");
-  EXPECT_EQ(encoded(u""), "/");
-  EXPECT_EQ(encoded(u"my app/f#1 100%.m"), "/my%20app/f%231%20100%25.m");
-  EXPECT_EQ(encoded(u"dir\\link"), "/dir%5Clink");
-  EXPECT_EQ(encoded(u"caf\u00e9"), "/caf%C3%A9");
+  EXPECT_EQ(narrow(package.getEncodedURIString(u"a/b")), "/a/b");
+  EXPECT_EQ(narrow(package.getEncodedURIString(u"/x")), "/x");
+  EXPECT_EQ(narrow(package.getEncodedURIString(u"")), "/");
+  EXPECT_EQ(narrow(package.getEncodedURIString(u"my app/f#1 100%.m")), "/my%20app/f%231%20100%25.m");
+  EXPECT_EQ(narrow(package.getEncodedURIString(u"dir\\link")), "/dir%5Clink");
+  EXPECT_EQ(narrow(package.getEncodedURIString(u"caf\u00e9")), "/caf%C3%A9");
 }
 
 TEST(WindowsExecutableTest, ExactLowerCaseExtensions) {
