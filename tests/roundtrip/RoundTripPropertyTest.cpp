@@ -285,57 +285,25 @@ std::string resolve(const fs::path& path, int& error) {
   return real == nullptr ? "" : real;
 }
 
-class Comparison {
- public:
-  Comparison(const fs::path& source, const fs::path& out)
-      : source_(source), out_(out), sourceReal_(fs::canonical(source).string()),
-        outReal_(fs::canonical(out).string()) {}
+/// Every name below `root`, "/"-separated, gathered before any is looked at.
+std::vector<std::string> namesBelow(const fs::path& root) {
+  std::vector<std::string> rels;
+  for (fs::recursive_directory_iterator it(root), end; it != end; ++it)
+    rels.push_back(it->path().lexically_relative(root).generic_string());
+  return rels;
+}
 
-  /// "" when the trees agree, else `heading` and one line per difference.
-  std::string differences(const std::string& heading) {
-    std::set<std::string> names;
-    walk(source_, [&](const std::string& rel) {
-      names.insert(rel);
-      compare(source_ / rel, out_ / rel, rel);
-    });
-    // What the package holds beyond the tree must be a link target pulled in from outside,
-    // at the place that mirrors its absolute path.
-    walk(out_, [&](const std::string& rel) {
-      if (names.count(rel) != 0) return;
-      const std::string original = "/" + rel;
-      if (isBelow(original, sourceReal_)) {
-        note(rel, "a place inside the tree stored again at its outside place");
-      } else {
-        compare(original, out_ / rel, rel);
-      }
-    });
-    return report_.empty() ? report_ : heading + report_;
-  }
-
- private:
-  template <class F>
-  static void walk(const fs::path& root, F visit) {
-    std::vector<std::string> rels;
-    for (fs::recursive_directory_iterator it(root), end; it != end; ++it)
-      rels.push_back(it->path().lexically_relative(root).generic_string());
-    for (const std::string& rel : rels) visit(rel);
-  }
-
-  void note(const std::string& rel, const std::string& what) {
-    report_ += escaped(rel) + ": " + what + "\n";
-  }
-
-  void compare(const fs::path& from, const fs::path& to, const std::string& rel) {
-    struct stat a{}, b{};
-    if (::lstat(from.c_str(), &a) != 0) return note(rel, "extracted, but not in the source");
-    if (::lstat(to.c_str(), &b) != 0) return note(rel, "missing after extraction");
-    if ((a.st_mode & S_IFMT) != (b.st_mode & S_IFMT)) return note(rel, "of another kind");
-    if (S_ISREG(a.st_mode)) compareFiles(from, to, a, b, rel);
-    if (S_ISLNK(a.st_mode)) compareLinks(from, to, rel);
-  }
-
-  void compareFiles(const fs::path& from, const fs::path& to, const struct stat& a,
-                    const struct stat& b, const std::string& rel) {
+/// "" when `out` holds the tree `source` (and what its links reach outside it, at the places that
+/// mirror their absolute paths), else `heading` and one line per difference.
+std::string differences(const fs::path& source, const fs::path& out, const std::string& heading) {
+  const std::string sourceReal = fs::canonical(source).string();
+  const std::string outReal = fs::canonical(out).string();
+  std::string report;
+  auto note = [&](const std::string& rel, const std::string& what) {
+    report += escaped(rel) + ": " + what + "\n";
+  };
+  auto compareFiles = [&](const fs::path& from, const fs::path& to, const struct stat& a,
+                          const struct stat& b, const std::string& rel) {
     if (readFile(from) != readFile(to)) note(rel, "content differs");
     if ((a.st_mode & 0777) != (b.st_mode & 07777)) {
       note(rel, "mode " + std::to_string(b.st_mode & 07777) + ", expected " +
@@ -344,9 +312,8 @@ class Comparison {
     const auto wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(a.st_mtim.tv_sec));
     if (b.st_mtim.tv_sec != wrapped)
       note(rel, "date " + std::to_string(b.st_mtim.tv_sec) + ", expected " + std::to_string(wrapped));
-  }
-
-  void compareLinks(const fs::path& from, const fs::path& to, const std::string& rel) {
+  };
+  auto compareLinks = [&](const fs::path& from, const fs::path& to, const std::string& rel) {
     int errorFrom = 0, errorTo = 0;
     const std::string reached = resolve(from, errorFrom), got = resolve(to, errorTo);
     if (errorFrom != errorTo) {
@@ -354,9 +321,9 @@ class Comparison {
                            std::to_string(errorFrom));
     }
     if (errorFrom != 0) return;
-    const std::string expected = isBelow(reached, sourceReal_)
-                                     ? outReal_ + reached.substr(sourceReal_.size())
-                                     : outReal_ + (reached == "/" ? "" : reached);
+    const std::string expected = isBelow(reached, sourceReal)
+                                     ? outReal + reached.substr(sourceReal.size())
+                                     : outReal + (reached == "/" ? "" : reached);
     if (got != expected)
       return note(rel, "link reaches " + escaped(got) + ", expected " + escaped(expected));
     struct stat a{}, b{};
@@ -366,12 +333,32 @@ class Comparison {
     } else if (S_ISREG(a.st_mode) && readFile(reached) != readFile(got)) {
       note(rel, "link reaches other content");
     }
+  };
+  auto compare = [&](const fs::path& from, const fs::path& to, const std::string& rel) {
+    struct stat a{}, b{};
+    if (::lstat(from.c_str(), &a) != 0) return note(rel, "extracted, but not in the source");
+    if (::lstat(to.c_str(), &b) != 0) return note(rel, "missing after extraction");
+    if ((a.st_mode & S_IFMT) != (b.st_mode & S_IFMT)) return note(rel, "of another kind");
+    if (S_ISREG(a.st_mode)) compareFiles(from, to, a, b, rel);
+    if (S_ISLNK(a.st_mode)) compareLinks(from, to, rel);
+  };
+  std::set<std::string> names;
+  for (const std::string& rel : namesBelow(source)) {
+    names.insert(rel);
+    compare(source / rel, out / rel, rel);
   }
-
-  fs::path source_, out_;
-  std::string sourceReal_, outReal_;
-  std::string report_;
-};
+  // What the package holds beyond the tree must be a link target pulled in from outside, at the
+  // place that mirrors its absolute path.
+  for (const std::string& rel : namesBelow(out)) {
+    if (names.count(rel) != 0) continue;
+    if (isBelow("/" + rel, sourceReal)) {
+      note(rel, "a place inside the tree stored again at its outside place");
+    } else {
+      compare("/" + rel, out / rel, rel);
+    }
+  }
+  return report.empty() ? report : heading + report;
+}
 
 // ---------------------------------------------------------------------------------------------
 // One round trip: the tree packed by the library and by the tool.
@@ -429,7 +416,7 @@ std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>&
   } catch (const std::exception& e) {
     return "library extract refused what create accepted: " + escaped(e.what()) + "\n";
   }
-  return Comparison(root, out).differences("library round trip:\n");
+  return differences(root, out, "library round trip:\n");
 }
 
 std::string packWithTool(const fs::path& dir, const std::vector<std::string>& names,
@@ -455,7 +442,7 @@ std::string packWithTool(const fs::path& dir, const std::vector<std::string>& na
   const KzfRun extract = runKzf(dir, {"extract", "tool.kzf", "tool-out"}, environment);
   if (extract.status != 0)
     return "kzf extract refused what create accepted: " + escaped(extract.err) + "\n";
-  return Comparison(dir / "src/app", dir / "tool-out").differences("kzf round trip:\n");
+  return differences(dir / "src/app", dir / "tool-out", "kzf round trip:\n");
 }
 
 /// Packs `tree` (written below dir/src/app) both ways; a seed of 0 means an explicit tree.
