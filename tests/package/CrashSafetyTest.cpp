@@ -118,18 +118,14 @@ TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverLoseThePreviousPackage) {
     // A later Create on the same path leaves earlier backups alone.
     const std::map<std::string, std::string> nowBackups = soundBackups();
     for (const auto& [name, held] : backups) {
-      ASSERT_EQ(nowBackups.count(name), 1u) << "backup " << name << " was destroyed";
-      EXPECT_EQ(nowBackups.at(name), held);
+      EXPECT_EQ(nowBackups.count(name) != 0 ? nowBackups.at(name) : "destroyed", held) << name;
     }
     backups = nowBackups;
     // No loss: the newest complete package is at the path or at a backup name.
-    if (atPath == generation) {
-      newest = generation;
-    } else {
-      bool kept = atPath == newest;
-      for (const auto& [name, held] : backups) kept = kept || held == newest;
-      ASSERT_TRUE(kept) << "generation " << newest << " is lost";
-    }
+    if (atPath == generation) newest = generation;
+    bool kept = atPath == newest;
+    for (const auto& [name, held] : backups) kept = kept || held == newest;
+    ASSERT_TRUE(kept) << "generation " << newest << " is lost";
   }
 }
 
