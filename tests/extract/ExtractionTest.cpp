@@ -12,6 +12,7 @@
 #include <opc/String.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <optional>
+#include <random>
 #include <set>
 
 #include "PathSafety.hpp"
@@ -75,17 +76,6 @@ std::string tree(const fs::path& folder) {
   return out;
 }
 
-/// `size` bytes that do not compress, so that they reach extraction in many pieces.
-std::string incompressible(std::size_t size) {
-  std::string bytes(size, '\0');
-  std::uint32_t state = 12345;
-  for (char& c : bytes) {
-    state = state * 1103515245u + 12345u;
-    c = static_cast<char>(state >> 24);
-  }
-  return bytes;
-}
-
 class ExtractionTest : public TempDirTest {
  protected:
   fs::path packagePath() const { return tmp / "p.kzf"; }
@@ -100,9 +90,12 @@ class ExtractionTest : public TempDirTest {
 };
 
 TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasThere) {
-  // Far more than one copy buffer: the first pieces are written before the budget refuses.
-  writeRawPackage(packagePath(), entry("big", "/big", "File"),
-                  {{"/big", incompressible(1024 * 1024)}});
+  // Far more than one copy buffer, and bytes that do not compress: the first pieces are written
+  // before the budget refuses.
+  std::string big(1024 * 1024, '\0');
+  std::mt19937 bytes(7);
+  for (char& c : big) c = static_cast<char>(bytes());
+  writeRawPackage(packagePath(), entry("big", "/big", "File"), {{"/big", big}});
   kzf::KZFExtractionBudget budget;
   budget.maxFileBytes = 512 * 1024;
   EXPECT_KZF_ERROR_WITH(extract(budget), "KZFPACKAGE_EXTRACT_FAILED", "per-file budget");
