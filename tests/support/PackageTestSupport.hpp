@@ -4,6 +4,9 @@
 #include <TempDir.hpp>
 
 #include <fl/i18n/ustring.hpp>
+#include <kzfpackage/KZFExtractionManager.hpp>
+#include <kzfpackage/KZFExtractionSerializer.hpp>
+#include <kzfpackage/KZFFileEntry.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
 
@@ -12,11 +15,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <sstream>
-#include <vector>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace kzftest {
 
@@ -68,9 +71,6 @@ class OpcReader {
     package_.open(opc::interfaces::OpenMode::Read);
   }
   opc::model::Package& package() { return package_; }
-  bool hasPart(const fl::i18n::ustring& name) {
-    return package_.hasPart(opc::model::PartName(name));
-  }
   std::string content(const fl::i18n::ustring& name) {
     auto in = package_.getPart(opc::model::PartName(name)).getInputStream();
     std::string bytes;
@@ -83,14 +83,6 @@ class OpcReader {
   opc::zippackage::ZipPhysicalPackage physical_;
   opc::model::Package package_;
 };
-
-}  // namespace kzftest
-
-#include <kzfpackage/KZFExtractionManager.hpp>
-#include <kzfpackage/KZFExtractionSerializer.hpp>
-#include <kzfpackage/KZFFileEntry.hpp>
-
-namespace kzftest {
 
 /// The file manifest of a package file, loaded into a manager.
 inline Quorlith::kzfpackage::KZFExtractionManager loadFileManifest(const fs::path& package) {

@@ -34,10 +34,7 @@ class ReversingReaderHandle final : public kdi::KZFReaderFactoryHandle {
     return result;
   }
   /// The bytes as this handle stores them.
-  static std::string reversed(std::string bytes) {
-    std::reverse(bytes.begin(), bytes.end());
-    return bytes;
-  }
+  static std::string reversed(const std::string& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
   bool claims(const fl::i18n::ustring& name) const override {
     return std::any_of(suffixes_.begin(), suffixes_.end(), [&name](const fl::i18n::ustring& s) {

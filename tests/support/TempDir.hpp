@@ -13,14 +13,12 @@ namespace kzftest {
 /// unless the test failed and KZF_KEEP_TMP is set in the environment.
 class TempDir {
  public:
-  TempDir() {
-    auto pattern = boost::filesystem::temp_directory_path() / "kzftest-%%%%-%%%%-%%%%";
-    path_ = boost::filesystem::unique_path(pattern);
+  TempDir() : path_(boost::filesystem::temp_directory_path() / "kzftest-%%%%-%%%%-%%%%") {
+    path_ = boost::filesystem::unique_path(path_);
     boost::filesystem::create_directories(path_);
   }
   ~TempDir() {
-    bool keep = std::getenv("KZF_KEEP_TMP") != nullptr && ::testing::Test::HasFailure();
-    if (keep) {
+    if (std::getenv("KZF_KEEP_TMP") != nullptr && ::testing::Test::HasFailure()) {
       std::fprintf(stderr, "kept temporary folder %s\n", path_.c_str());
       return;
     }
