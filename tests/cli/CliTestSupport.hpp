@@ -6,15 +6,10 @@
 #include <utime.h>
 
 #include <boost/algorithm/string.hpp>
-#include <boost/filesystem.hpp>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
 
-#include "PackageTestSupport.hpp"
-#include "RunKzf.hpp"
-#include "TempDir.hpp"
+#include "RunKzf.hpp"  // with the shared test support: TempDirTest, readFile, treeListing
 
 namespace kzftest {
 
