@@ -14,26 +14,8 @@ class ListVerifyTest : public KzfCliTest {
   }
 };
 
-TEST_F(ListVerifyTest, LongListingHasSizesRatioDateAndLinkTargets) {
-  writeFile("src/lines.txt", std::string(1000, 'x'));
-  writeFile("s.json", "{}");
-  ok({"create", "--force", "--settings", "s.json", "app.kzf", "src"});
-  const KzfRun run = kzf({"list", "-l", "app.kzf"});
-  EXPECT_EQ(
-      "d---------            0            0   0% ------------------- bin\n"
-      "-rwxr-xr-x           10           15   0% 2020-09-13 12:26:40 bin/run.sh\n"
-      "d---------            0            0   0% ------------------- empty\n"
-      // A link is dated by its target; its size is that of its target text.
-      "-rw-r--r--         1000           11  98% 2020-09-13 12:26:40 lines.txt\n"
-      "lrwxrwxrwx            6           11   0% 2020-09-13 12:26:40 link.m -> main.m\n"
-      "-rw-r--r--           14           19   0% 2020-09-13 12:26:40 main.m\n",
-      run.out);
-  // The manifests under /.META/ show with --all only.
-  EXPECT_NE(std::string::npos, kzf({"list", "--all", "app.kzf"}).out.find(".META/manifest.xml"));
-}
-
-// With the trace on, standard output still holds only the JSON.
-TEST_F(ListVerifyTest, JsonListingParsesWithEveryFieldUnderTheTrace) {
+TEST_F(ListVerifyTest, JsonAndLongListingsHaveSizesDatesAndLinkTargets) {
+  // With the trace on, standard output still holds only the JSON.
   const KzfRun run = kzf({"list", "--json", "app.kzf"}, {{"DEBUG_KZF_VERBOSE", "1"}});
   EXPECT_NE(std::string::npos, run.err.find("for read access")) << describe(run);
   const nlohmann::json entries = parseJson(run);
@@ -46,6 +28,21 @@ TEST_F(ListVerifyTest, JsonListingParsesWithEveryFieldUnderTheTrace) {
     {"name": "link.m", "kind": "link", "mode": "rwxrwxrwx", "date": "2020-09-13T12:26:40",
      "size": 6, "compressedSize": 11, "target": "main.m"}])"),
             nlohmann::json({entries[0], entries[1], entries[3]}));
+
+  writeFile("src/lines.txt", std::string(1000, 'x'));
+  writeFile("s.json", "{}");
+  ok({"create", "--force", "--settings", "s.json", "app.kzf", "src"});
+  // A link is dated by its target; its size is that of its target text.
+  EXPECT_EQ(
+      "d---------            0            0   0% ------------------- bin\n"
+      "-rwxr-xr-x           10           15   0% 2020-09-13 12:26:40 bin/run.sh\n"
+      "d---------            0            0   0% ------------------- empty\n"
+      "-rw-r--r--         1000           11  98% 2020-09-13 12:26:40 lines.txt\n"
+      "lrwxrwxrwx            6           11   0% 2020-09-13 12:26:40 link.m -> main.m\n"
+      "-rw-r--r--           14           19   0% 2020-09-13 12:26:40 main.m\n",
+      kzf({"list", "-l", "app.kzf"}).out);
+  // The manifests under /.META/ show with --all only.
+  EXPECT_NE(std::string::npos, kzf({"list", "--all", "app.kzf"}).out.find(".META/manifest.xml"));
 }
 
 TEST_F(ListVerifyTest, SoundPackageVerifiesAndACorruptedByteFailsWithTheProblemListed) {
