@@ -13,6 +13,10 @@ TEST_F(CreateExtractTest, PrefixPlacesFoldersAndFilesBelowIt) {
   writeFile("extra/readme.txt", "hi");
   ok({"create", "--prefix", "opt/app/", "app.kzf", "src/bin", "extra/readme.txt"});
   EXPECT_EQ("opt/app/readme.txt\nopt/app/run.sh\n", kzf({"list", "app.kzf"}).out);
+  // A package replaced in the folder it is made from does not store itself.
+  writeFile("src/app.kzf", "old");
+  ok({"create", "--force", "src/app.kzf", "src"});
+  EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\n", kzf({"list", "src/app.kzf"}).out);
 }
 
 TEST_F(CreateExtractTest, ListFileNamesEachDestination) {
@@ -48,41 +52,32 @@ TEST_F(CreateExtractTest, BadListIsRefusedNamingTheLine) {
   }
 }
 
-TEST_F(CreateExtractTest, PackageReplacedInTheFolderItIsMadeFromDoesNotStoreItself) {
-  makeSampleTree();
-  writeFile("src/app.kzf", "old");
-  ok({"create", "--force", "src/app.kzf", "src"});
-  EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\n", kzf({"list", "src/app.kzf"}).out);
-}
-
-TEST_F(CreateExtractTest, DanglingLinksAreRefusedBeforeAnythingIsWritten) {
+// Each --skip flag leaves out its own kind, with a warning; without it, nothing is written.
+TEST_F(CreateExtractTest, DanglingLinksSpecialAndExcludedFilesAreRefusedOrLeftOut) {
   makeSampleTree();
   fs::create_symlink("gone.m", tmp / "src/dangling.m");
   fs::create_symlink("dangling.m", tmp / "src/bin/chain.m");  // ends at the same missing file
-  expectRefused({"create", "app.kzf", "src"},
+  ASSERT_EQ(0, ::mkfifo((tmp / "src/pipe").c_str(), 0644));
+  writeFile("src/bin/run.o", "object");
+  writeFile("src/.git/HEAD", "ref");
+  writeFile("src/pad.txt", std::string(1000, 'x'));
+  const std::string special =
+      "kzf: FIFO, socket or device file (--skip-special leaves it out): src/pipe "
+      "[KZF_SPECIAL_FILES]\n";
+  expectRefused({"create", "app.kzf", "src"}, special);
+  expectRefused({"create", "--skip-dangling-links", "app.kzf", "src"}, special);
+  expectRefused({"create", "--skip-special", "app.kzf", "src"},
                 "kzf: symbolic links without a target (--skip-dangling-links leaves them out): "
                 "src/bin/chain.m -> dangling.m, src/dangling.m -> gone.m [KZF_DANGLING_LINKS]\n");
-  const KzfRun skipped = kzf({"create", "--skip-dangling-links", "app.kzf", "src"});
+  const KzfRun skipped =
+      kzf({"create", "--skip-special", "--skip-dangling-links", "--exclude", "*.o", "--exclude",
+           ".git", "--exclude", "bin/x*", "-0", "app.kzf", "src"});
   EXPECT_EQ(
+      "kzf: warning: leaving out src/pipe (a FIFO, socket or device file)\n"
       "kzf: warning: leaving out the symbolic link src/bin/chain.m (its target dangling.m does "
       "not exist)\nkzf: warning: leaving out the symbolic link src/dangling.m (its target "
       "gone.m does not exist)\n",
       skipped.err);
-  EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\n", kzf({"list", "app.kzf"}).out);
-}
-
-TEST_F(CreateExtractTest, ExcludedAndSpecialFilesAreLeftOut) {
-  makeSampleTree();
-  writeFile("src/bin/run.o", "object");
-  writeFile("src/.git/HEAD", "ref");
-  writeFile("src/pad.txt", std::string(1000, 'x'));
-  ASSERT_EQ(0, ::mkfifo((tmp / "src/pipe").c_str(), 0644));
-  expectRefused({"create", "app.kzf", "src"},
-                "kzf: FIFO, socket or device file (--skip-special leaves it out): src/pipe "
-                "[KZF_SPECIAL_FILES]\n");
-  const KzfRun skipped = kzf({"create", "--skip-special", "--exclude", "*.o", "--exclude", ".git",
-                              "--exclude", "bin/x*", "-0", "app.kzf", "src"});
-  EXPECT_EQ("kzf: warning: leaving out src/pipe (a FIFO, socket or device file)\n", skipped.err);
   EXPECT_EQ("bin\nbin/run.sh\nempty\nlink.m\nmain.m\npad.txt\n", kzf({"list", "app.kzf"}).out);
   // -0 stores: the compressed size is the size and the deflate block headers.
   EXPECT_GE(parseJson(kzf({"list", "--json", "app.kzf"}))[5]["compressedSize"].get<int>(), 1000);
