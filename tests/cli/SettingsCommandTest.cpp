@@ -31,7 +31,7 @@ class SettingsCommandTest : public KzfCliTest {
   }
 };
 
-TEST_F(SettingsCommandTest, PrintedJsonHoldsTheSettingsMakesTheSamePackageAndMatchesTheFolder) {
+TEST_F(SettingsCommandTest, PrintedAsJsonThatMakesTheSamePackageAndAsLabelledText) {
   const KzfRun first = kzf({"settings", "--json", "app.kzf"});
   const json settings = parseJson(first);
   EXPECT_EQ("Übersicht", settings["componentName"]);
@@ -47,10 +47,8 @@ TEST_F(SettingsCommandTest, PrintedJsonHoldsTheSettingsMakesTheSamePackageAndMat
   EXPECT_EQ(first.out, kzf({"settings", "--json", "second.kzf"}).out);
   ok({"extract", "app.kzf", "out"});
   EXPECT_EQ(first.out, kzf({"settings", "--json", "out"}).out);
-}
 
-TEST_F(SettingsCommandTest, TextFormIsLabelledLines) {
-  const KzfRun run = kzf({"settings", "app.kzf"});
+  const KzfRun text = kzf({"settings", "app.kzf"});
   for (const char* line :
        {"Component:                Übersicht\n", "Runtime version:          9.12.1\n",
         "Needs Java:               yes\n", "Main function:            main(a, b) -> [c]\n",
@@ -58,7 +56,7 @@ TEST_F(SettingsCommandTest, TextFormIsLabelledLines) {
         "Search path:              app\n                          app/lib\n",
         // The key itself stays out of terminals and logs.
         "Session key:              15 bytes\n"}) {
-    EXPECT_NE(std::string::npos, run.out.find(line)) << line << "\nin:\n" << run.out;
+    EXPECT_NE(std::string::npos, text.out.find(line)) << line << "\nin:\n" << text.out;
   }
 }
 
