@@ -8,24 +8,19 @@
 namespace kzftest {
 namespace {
 
-class GermanMessagesTest : public KzfCliTest {
- protected:
-  void SetUp() override {
-    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
-      GTEST_SKIP() << "the locale de_DE.UTF-8 is not installed (scripts/setup generates it)";
-    }
-    std::setlocale(LC_ALL, "C");
-  }
+using GermanMessagesTest = KzfCliTest;
 
-  KzfRun kzfGerman(const std::vector<std::string>& arguments) {
+TEST_F(GermanMessagesTest, LibraryAndToolMessagesAndHelpAreGerman) {
+  if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
+    GTEST_SKIP() << "the locale de_DE.UTF-8 is not installed (scripts/setup generates it)";
+  }
+  std::setlocale(LC_ALL, "C");
+  const auto kzfGerman = [this](const std::vector<std::string>& arguments) {
     return kzf(arguments, {{"LC_ALL", std::nullopt},
                            {"LANG", "de_DE.UTF-8"},
                            {"LANGUAGE", "de"},
                            {"KZF_LOCALEDIR", KZF_BUILD_LOCALEDIR}});
-  }
-};
-
-TEST_F(GermanMessagesTest, LibraryAndToolMessagesAndHelpAreGerman) {
+  };
   EXPECT_EQ("kzf: Die Paketdatei " + (tmp / "fehlt.kzf").string() +
                 " wurde nicht gefunden. [KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE]\n",
             kzfGerman({"list", "fehlt.kzf"}).err);
