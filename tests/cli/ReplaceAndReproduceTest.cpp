@@ -99,9 +99,7 @@ TEST_F(ReplaceAndReproduceTest, SameTreeGivesTheSameBytesDatedByItsEntries) {
   EXPECT_EQ(0, kzf({"create", "c.kzf", "src"}, {{"SOURCE_DATE_EPOCH", bound}}).status);
   EXPECT_EQ("20190914.122640\n", zipDates("c.kzf"));
   for (const auto& entry : parseJson(kzf({"list", "--json", "c.kzf"}))) {
-    if (!entry["date"].is_null()) {
-      EXPECT_EQ("2019-09-14T12:26:40", entry["date"]);
-    }
+    EXPECT_TRUE(entry["date"].is_null() || entry["date"] == "2019-09-14T12:26:40") << entry;
   }
 }
 
