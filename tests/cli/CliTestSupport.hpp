@@ -5,23 +5,21 @@
 #include <sys/stat.h>
 #include <utime.h>
 
-#include <algorithm>
-#include <boost/filesystem.hpp>
-#include <cstdio>
+#include <boost/algorithm/string.hpp>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
 
-#include "RunKzf.hpp"
-#include "TempDir.hpp"
+#include "RunKzf.hpp"  // with the shared test support: TempDirTest, readFile, treeListing
 
 namespace kzftest {
 
-namespace fs = boost::filesystem;
-
 /// The date every file of the sample tree carries: 2020-09-13 12:26:40 UTC.
 constexpr time_t kSampleTime = 1600000000;
+
+/// Prints a run's outputs when an expectation about it fails.
+inline std::string describe(const KzfRun& run) {
+  return "status " + std::to_string(run.status) + "\nstdout:\n" + run.out + "\nstderr:\n" + run.err;
+}
 
 /// Each test gets a fresh folder; the tool runs inside it, with messages in English.
 class KzfCliTest : public TempDirTest {
@@ -34,6 +32,21 @@ class KzfCliTest : public TempDirTest {
     changes.emplace("TZ", "UTC");
     changes.emplace("DEBUG_KZF_VERBOSE", std::nullopt);
     return runKzf(tmp.path(), arguments, changes, stderrOnTerminal);
+  }
+
+  /// Runs the tool and expects it to succeed.
+  void ok(const std::vector<std::string>& arguments) {
+    const KzfRun run = kzf(arguments);
+    EXPECT_EQ(0, run.status) << describe(run);
+  }
+
+  /// Runs the tool and expects status 1, exactly `line` on standard error and no `package`.
+  void expectRefused(const std::vector<std::string>& arguments, const std::string& line,
+                     const std::string& package = "app.kzf") {
+    const KzfRun run = kzf(arguments);
+    EXPECT_EQ(1, run.status) << describe(run);
+    EXPECT_EQ(line, run.err);
+    EXPECT_FALSE(fs::exists(tmp / package));
   }
 
   void writeFile(const std::string& relative, const std::string& content, int mode = 0644) {
@@ -54,46 +67,10 @@ class KzfCliTest : public TempDirTest {
     fs::create_symlink("main.m", tmp / "src/link.m");
   }
 
+  /// Standard output as JSON (a discarded value when it is not JSON).
   static nlohmann::json parseJson(const KzfRun& run) {
-    try {
-      return nlohmann::json::parse(run.out);
-    } catch (const std::exception& e) {
-      ADD_FAILURE() << "not JSON (" << e.what() << "):\n" << run.out << "\nstderr:\n" << run.err;
-      return nullptr;
-    }
+    return nlohmann::json::parse(run.out, nullptr, false);
   }
 };
-
-/// Prints a run's outputs when an expectation about it fails.
-inline std::string describe(const KzfRun& run) {
-  return "status " + std::to_string(run.status) + "\nstdout:\n" + run.out + "\nstderr:\n" + run.err;
-}
-
-/// One line per entry below `root`, sorted: folders by name; files with mode, modification
-/// time and content; links with their target text (a package keeps no mode or date for
-/// folders, and a link's own date is not restored).
-inline std::string treeListing(const fs::path& root) {
-  std::vector<std::string> lines;
-  for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
-    const fs::path& path = it->path();
-    const std::string name = path.lexically_relative(root).generic_string();
-    struct stat info {};
-    ::lstat(path.c_str(), &info);
-    if (S_ISLNK(info.st_mode)) {
-      lines.push_back("l " + name + " -> " + fs::read_symlink(path).string());
-    } else if (S_ISDIR(info.st_mode)) {
-      lines.push_back("d " + name);
-    } else {
-      char head[64];
-      std::snprintf(head, sizeof head, "f %04o %lld ", info.st_mode & 07777,
-                    static_cast<long long>(info.st_mtime));
-      lines.push_back(head + name + " " + readWholeFile(path));
-    }
-  }
-  std::sort(lines.begin(), lines.end());
-  std::string text;
-  for (const std::string& line : lines) text += line + '\n';
-  return text;
-}
 
 }  // namespace kzftest

@@ -8,36 +8,24 @@
 namespace kzftest {
 namespace {
 
-class GermanMessagesTest : public KzfCliTest {
- protected:
-  void SetUp() override {
-    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
-      GTEST_SKIP() << "the locale de_DE.UTF-8 is not installed (scripts/setup generates it)";
-    }
-    std::setlocale(LC_ALL, "C");
-  }
+using GermanMessagesTest = KzfCliTest;
 
-  KzfRun kzfGerman(const std::vector<std::string>& arguments) {
+TEST_F(GermanMessagesTest, LibraryAndToolMessagesAndHelpAreGerman) {
+  if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
+    GTEST_SKIP() << "the locale de_DE.UTF-8 is not installed (scripts/setup generates it)";
+  }
+  std::setlocale(LC_ALL, "C");
+  const auto kzfGerman = [this](const std::vector<std::string>& arguments) {
     return kzf(arguments, {{"LC_ALL", std::nullopt},
                            {"LANG", "de_DE.UTF-8"},
                            {"LANGUAGE", "de"},
                            {"KZF_LOCALEDIR", KZF_BUILD_LOCALEDIR}});
-  }
-};
-
-TEST_F(GermanMessagesTest, LibraryErrorIsGerman) {
-  const KzfRun run = kzfGerman({"list", "fehlt.kzf"});
-  EXPECT_EQ(1, run.status) << describe(run);
+  };
   EXPECT_EQ("kzf: Die Paketdatei " + (tmp / "fehlt.kzf").string() +
                 " wurde nicht gefunden. [KZFPACKAGE_CANNOT_FIND_KZF_ARCHIVE]\n",
-            run.err);
-}
-
-TEST_F(GermanMessagesTest, ToolMessagesAndHelpAreGerman) {
-  const KzfRun run = kzfGerman({"create", "a.kzf", "weg"});
-  EXPECT_EQ(1, run.status) << describe(run);
+            kzfGerman({"list", "fehlt.kzf"}).err);
   EXPECT_EQ("kzf: weg: keine solche Datei und kein solcher Ordner [KZF_SOURCE_NOT_FOUND]\n",
-            run.err);
+            kzfGerman({"create", "a.kzf", "weg"}).err);
   const KzfRun help = kzfGerman({"list", "--help"});
   EXPECT_EQ(0, help.status) << describe(help);
   for (const char* text : {"Aufruf: kzf list [OPTIONEN] PACKAGE",

@@ -2,21 +2,21 @@
 #pragma once
 
 #include <fcntl.h>
+#include <pty.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <boost/filesystem.hpp>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "PackageTestSupport.hpp"
 
 extern char** environ;
 
@@ -27,58 +27,6 @@ struct KzfRun {
   int status;  ///< the exit status, or -1 when the tool did not exit normally
   std::string out;
   std::string err;
-};
-
-/// Owns a posix_spawn file-actions object.
-class SpawnFileActions {
- public:
-  SpawnFileActions() { ::posix_spawn_file_actions_init(&actions_); }
-  ~SpawnFileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-  SpawnFileActions(const SpawnFileActions&) = delete;
-  SpawnFileActions& operator=(const SpawnFileActions&) = delete;
-  posix_spawn_file_actions_t* get() { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_;
-};
-
-inline std::string readWholeFile(const boost::filesystem::path& path) {
-  std::ifstream in(path.string(), std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-/// Owns the controller side of a pseudo-terminal; its device stands in for a user's terminal.
-class PseudoTerminal {
- public:
-  PseudoTerminal() : fd_(::posix_openpt(O_RDWR | O_NOCTTY)) {
-    if (fd_ < 0 || ::grantpt(fd_) != 0 || ::unlockpt(fd_) != 0) {
-      throw std::runtime_error("cannot open a pseudo-terminal");
-    }
-    device_ = ::ptsname(fd_);
-  }
-  ~PseudoTerminal() { ::close(fd_); }
-  PseudoTerminal(const PseudoTerminal&) = delete;
-  PseudoTerminal& operator=(const PseudoTerminal&) = delete;
-
-  const std::string& device() const { return device_; }
-
-  /// Everything written to the terminal so far (output is small: it fits its buffer).
-  std::string drain() {
-    ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) | O_NONBLOCK);
-    std::string text;
-    char buffer[4096];
-    ssize_t count = 0;
-    while ((count = ::read(fd_, buffer, sizeof buffer)) > 0) {
-      text.append(buffer, static_cast<std::size_t>(count));
-    }
-    return text;
-  }
-
- private:
-  int fd_;
-  std::string device_;
 };
 
 /// Runs the built kzf with `arguments` in the folder `workDir`, standard input /dev/null, and
@@ -97,40 +45,58 @@ inline KzfRun runKzf(const boost::filesystem::path& workDir,
   for (const auto& [name, value] : changes) {
     if (value) environment.push_back(name + "=" + *value);
   }
-  std::vector<char*> envp;
-  for (std::string& text : environment) envp.push_back(text.data());
-  envp.push_back(nullptr);
-
   std::vector<std::string> args{KZF_TOOL_PATH};
   args.insert(args.end(), arguments.begin(), arguments.end());
-  std::vector<char*> argv;
+  std::vector<char*> envp, argv;
+  for (std::string& text : environment) envp.push_back(text.data());
   for (std::string& text : args) argv.push_back(text.data());
+  envp.push_back(nullptr);
   argv.push_back(nullptr);
 
   const std::string outPath = (workDir / ".kzf-stdout").string();
   const std::string errPath = (workDir / ".kzf-stderr").string();
-  std::optional<PseudoTerminal> terminal;
-  if (stderrOnTerminal) terminal.emplace();
-  SpawnFileActions actions;
-  ::posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  ::posix_spawn_file_actions_addopen(actions.get(), STDOUT_FILENO, outPath.c_str(),
+  int controller = -1, terminal = -1;
+  if (stderrOnTerminal && ::openpty(&controller, &terminal, nullptr, nullptr, nullptr) != 0) {
+    throw std::runtime_error("cannot open a pseudo-terminal");
+  }
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  ::posix_spawn_file_actions_addopen(
-      actions.get(), STDERR_FILENO, terminal ? terminal->device().c_str() : errPath.c_str(),
-      terminal ? O_WRONLY | O_NOCTTY : O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  ::posix_spawn_file_actions_addchdir_np(actions.get(), workDir.c_str());
+  if (stderrOnTerminal) {
+    ::posix_spawn_file_actions_adddup2(&actions, terminal, STDERR_FILENO);
+    ::posix_spawn_file_actions_addclose(&actions, terminal);
+    ::posix_spawn_file_actions_addclose(&actions, controller);
+  } else {
+    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(),
+                                       O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  }
+  ::posix_spawn_file_actions_addchdir_np(&actions, workDir.c_str());
   pid_t pid = 0;
   const int spawnError =
-      ::posix_spawn(&pid, KZF_TOOL_PATH, actions.get(), nullptr, argv.data(), envp.data());
+      ::posix_spawn(&pid, KZF_TOOL_PATH, &actions, nullptr, argv.data(), envp.data());
+  ::posix_spawn_file_actions_destroy(&actions);
+  if (stderrOnTerminal) ::close(terminal);
   if (spawnError != 0) {
+    if (stderrOnTerminal) ::close(controller);
     throw std::runtime_error(std::string("cannot run " KZF_TOOL_PATH ": ") +
                              std::strerror(spawnError));
   }
   int status = 0;
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
-  KzfRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readWholeFile(outPath),
-             terminal ? terminal->drain() : readWholeFile(errPath)};
+  KzfRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(outPath), ""};
+  if (stderrOnTerminal) {  // all the tool wrote waits in the terminal's buffer
+    ::fcntl(controller, F_SETFL, ::fcntl(controller, F_GETFL) | O_NONBLOCK);
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(controller, buffer, sizeof buffer)) > 0;) {
+      run.err.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(controller);
+  } else {
+    run.err = readFile(errPath);
+  }
   boost::filesystem::remove(outPath);
   boost::filesystem::remove(errPath);
   return run;
