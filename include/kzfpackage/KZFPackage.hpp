@@ -1,17 +1,16 @@
 // KZFPackage: creates, reads and extracts one KZF package file.
 #pragma once
 
+#include <cstdint>
+#include <ctime>
 #include <fl/i18n/ustring.hpp>
+#include <functional>
 #include <kzfdatainterfaces/KZFFileReaderFactory.hpp>
 #include <kzfdatainterfaces/KZFRecordData.hpp>
 #include <kzfpackage/Export.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
 #include <kzfpackage/KZFProgressObserver.hpp>
 #include <kzfpackage/KZFSettings.hpp>
-
-#include <cstdint>
-#include <ctime>
-#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -57,10 +56,10 @@ struct KZF_EXPORT KZFExtractionBudget {
 /// What a symbolic link brings into the package from outside the tree it was packed from: its
 /// target and, for a folder, everything below it.
 struct KZFOutsideTarget {
-  ustring link;                ///< the link, as its source path
-  ustring target;              ///< the absolute target outside the tree
-  std::uint64_t entries = 0;   ///< entries stored for it (the target and what a folder holds)
-  std::uint64_t bytes = 0;     ///< content bytes of those entries
+  ustring link;               ///< the link, as its source path
+  ustring target;             ///< the absolute target outside the tree
+  std::uint64_t entries = 0;  ///< entries stored for it (the target and what a folder holds)
+  std::uint64_t bytes = 0;    ///< content bytes of those entries
 };
 
 /// How a package opened for `Create` is written. The defaults give the behaviour described at
@@ -160,8 +159,7 @@ class KZF_EXPORT KZFPackage {
   void addFileListToKZF(const std::map<ustring, KZFRecordData>& files);
   /// True when some record of `files` has exactly the destination `name`; `source` then
   /// receives its key.
-  bool onList(const std::map<ustring, KZFRecordData>& files, const ustring& name,
-              ustring& source);
+  bool onList(const std::map<ustring, KZFRecordData>& files, const ustring& name, ustring& source);
 
   /// Part name for a destination name: percent-encoded, with one leading "/".
   ustring getEncodedURIString(const ustring& name);
@@ -212,48 +210,49 @@ class KZF_EXPORT KZFPackage {
   void setExtractionBudget(const KZFExtractionBudget& budget);
 
  private:
-  friend class KZFPackageTestPeer;
+  KZF_LOCAL void throwIfNotCreate();
+  KZF_LOCAL void throwIfNotRead();
+  KZF_LOCAL void throwIfAlreadyOpen();
+  KZF_LOCAL void throwIfNotOpen();
+  KZF_LOCAL void throwIfNotOpenForCreate();
+  KZF_LOCAL void throwIfNotOpenForRead();
 
-  void throwIfNotCreate();
-  void throwIfNotRead();
-  void throwIfAlreadyOpen();
-  void throwIfNotOpen();
-  void throwIfNotOpenForCreate();
-  void throwIfNotOpenForRead();
+  KZF_LOCAL void openForRead(const ustring& absolutePath);
+  KZF_LOCAL void openForCreate(const ustring& absolutePath);
+  KZF_LOCAL void writeDeferredContent();
+  KZF_LOCAL void abandonQuietly() noexcept;
+  KZF_LOCAL void reportProgress(const ustring& name);
+  KZF_LOCAL void initializeKZFSettings();
+  KZF_LOCAL void writeConfigurationManifest();
 
-  void openForRead(const ustring& absolutePath);
-  void openForCreate(const ustring& absolutePath);
-  void writeDeferredContent();
-  void abandonQuietly() noexcept;
-  void reportProgress(const ustring& name);
-  void initializeKZFSettings();
-  void writeConfigurationManifest();
-
-  void addSingleFile(const ustring& source, KZFRecordData& record);
-  void addNormalFile(const ustring& source, KZFRecordData& record, const std::string& contentType,
-                     const std::vector<std::string>& relationshipTypes);
-  void addDirectory(const ustring& source, KZFRecordData& record);
-  void addEntryToExtractionManager(const ustring& source, const ustring& key, KZFFileEntry& entry);
-  bool lastWriteTime(const std::string& source, std::time_t& written) const;
-  void serializeExtractionManager();
+  KZF_LOCAL void addSingleFile(const ustring& source, KZFRecordData& record);
+  KZF_LOCAL void addNormalFile(const ustring& source, KZFRecordData& record,
+                               const std::string& contentType,
+                               const std::vector<std::string>& relationshipTypes);
+  KZF_LOCAL void addDirectory(const ustring& source, KZFRecordData& record);
+  KZF_LOCAL void addEntryToExtractionManager(const ustring& source, const ustring& key,
+                                             KZFFileEntry& entry);
+  KZF_LOCAL bool lastWriteTime(const std::string& source, std::time_t& written) const;
+  KZF_LOCAL void serializeExtractionManager();
 
   /// Applies every check extraction makes before it writes (names, kinds, parts, links);
   /// throws std::runtime_error naming the first entry that fails.
-  void checkExtractable(const std::vector<KZFFileEntry>& entries,
-                        const opc::model::PartName& manifest) const;
+  KZF_LOCAL void checkExtractable(const std::vector<KZFFileEntry>& entries,
+                                  const opc::model::PartName& manifest) const;
 
   // Symbolic links: the link read and mapped into the package (the mapping itself lives in
   // the links room), stored as a link part, and its target queued for close.
-  void computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData, const ustring& sourceRoot,
-                           const ustring& rootPlace, const ustring& source,
-                           const ustring& destination, ustring& linkTarget,
-                           ustring& mappedTarget, ustring& linkContent);
-  void addSymbolicLink(const ustring& source, KZFRecordData& record);
-  void addLinkedFileToList(const ustring& source, const ustring& destination,
-                           const ustring& target, const ustring& mappedTarget,
-                           const ustring& sourceRoot);
-  bool inLinkedFileList(const ustring& path);
-  bool inLinkedFileListAsTarget(const ustring& place, ustring& sourceOut);
+  KZF_LOCAL void computeKZFLinkPaths(kzfdatainterfaces::KZFMetaData& metaData,
+                                     const ustring& sourceRoot, const ustring& rootPlace,
+                                     const ustring& source, const ustring& destination,
+                                     ustring& linkTarget, ustring& mappedTarget,
+                                     ustring& linkContent);
+  KZF_LOCAL void addSymbolicLink(const ustring& source, KZFRecordData& record);
+  KZF_LOCAL void addLinkedFileToList(const ustring& source, const ustring& destination,
+                                     const ustring& target, const ustring& mappedTarget,
+                                     const ustring& sourceRoot);
+  KZF_LOCAL bool inLinkedFileList(const ustring& path);
+  KZF_LOCAL bool inLinkedFileListAsTarget(const ustring& place, ustring& sourceOut);
 
   KZFOpenMode mode;
   bool isOpen;
