@@ -30,9 +30,8 @@ TEST(EntryNameTest, AcceptedBelowTheRootOrRefusedWithItsReason) {
       {u"/.META/manifest.xml", ".META/manifest.xml"},  // a leading "/" is the root
       {u"a/..b/c..", "a/..b/c.."},
       {std::u16string(255, u'x'), std::string(255, 'x')}};  // the longest component
-  for (const auto& [name, relative] : accepted) {
+  for (const auto& [name, relative] : accepted)
     EXPECT_EQ(pathsafety::checkEntryName(name).relative(), relative);
-  }
   const std::vector<std::pair<std::u16string, std::string>> refused{
       {u"", "is empty"},
       {u"/", "only \"/\""},

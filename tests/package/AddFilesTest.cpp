@@ -28,7 +28,7 @@ class AddFilesTest : public TempDirTest {
     return tmp / "src" / rel;
   }
   /// Adds `files` (source -> destination name) to a new package and closes it.
-  void pack(const std::map<fs::path, ustring>& files, kzf::KZFFileReaderFactory factory = {}) {
+  void pack(const std::map<fs::path, ustring>& files, kzf::KZFFileReaderFactory factory) {
     std::map<ustring, KZFRecordData> list;
     for (const auto& [src, name] : files) list.emplace(u(src), KZFRecordData(name, false, ""));
     KZFPackage package(u(packagePath()), std::move(factory));
@@ -39,10 +39,14 @@ class AddFilesTest : public TempDirTest {
   }
 };
 
-TEST_F(AddFilesTest, PartNamesEquivalentByCaseGetNumbersAndBackslashesBecomeSlashes) {
+/// Part names equivalent by case get numbers, backslashes become slashes, and code a reader
+/// transforms is stored transformed as enciphered code.
+TEST_F(AddFilesTest, PartNamesAndTransformedCode) {
   pack({{source("one.txt", "first"), u"a/f.txt"},
         {source("two.txt", "second"), u"a/F.txt"},
-        {source("three.txt"), u"dir\\f.txt"}});
+        {source("three.txt"), u"dir\\f.txt"},
+        {source("f.m", "disp(1)"), u"app/f.m"}},
+       ReversingReaderHandle::factory());
   OpcReader reader(packagePath());
   EXPECT_EQ(reader.content(u"/a/f.txt"), "first");
   EXPECT_EQ(reader.content(u"/a/F_1.txt"), "second");
@@ -51,31 +55,6 @@ TEST_F(AddFilesTest, PartNamesEquivalentByCaseGetNumbersAndBackslashesBecomeSlas
     partOf[e.getName()] = e.getContent();
   EXPECT_EQ(partOf[u"a/F.txt"], u"/a/F_1.txt");
   EXPECT_EQ(partOf[u"dir/f.txt"], u"/dir/f.txt");
-}
-
-TEST_F(AddFilesTest, ExplicitContentTypeAndRelationships) {
-  const std::string type = "application/x-custom;v=2";
-  const std::string relationship = "http://example.com/relationships/report";
-  {
-    KZFPackage package(u(packagePath()), {});
-    package.open(kzf::Create);
-    package.addFileToKZF(u(source("report.bin")), u"docs/report.bin", type,
-                         {relationship, relationship});
-    package.close();
-  }
-  OpcReader reader(packagePath());
-  EXPECT_EQ(reader.package().getPart(opc::model::PartName(ustring(u"/docs/report.bin")))
-                .getContentType().toString(),
-            type);
-  auto relationships = reader.package().getRelationshipsByType(opc::toString(relationship));
-  ASSERT_EQ(relationships.size(), 2u);
-  EXPECT_NE(relationships[0].getId(), relationships[1].getId());
-  EXPECT_EQ(relationships[0].getTargetURI(true).toString(), u"/docs/report.bin");
-}
-
-TEST_F(AddFilesTest, TransformedCodeIsStoredTransformedAsEncipheredCode) {
-  pack({{source("f.m", "disp(1)"), u"app/f.m"}}, ReversingReaderHandle::factory());
-  OpcReader reader(packagePath());
   EXPECT_EQ(reader.content(u"/app/f.m"), ReversingReaderHandle::reversed("disp(1)"));
   EXPECT_EQ(reader.package().getPart(opc::model::PartName(ustring(u"/app/f.m")))
                 .getContentType().toString(),
@@ -87,7 +66,7 @@ TEST_F(AddFilesTest, TransformedCodeIsStoredTransformedAsEncipheredCode) {
   EXPECT_EQ(readFile(tmp / "out/app/f.m"), "disp(1)");
 }
 
-TEST_F(AddFilesTest, SourcesThatCannotBeStoredReportTheirIdentifiers) {
+TEST_F(AddFilesTest, RefusedSourcesReportTheirIdentifiersAndTheNextIsStoredAsAsked) {
   KZFPackage package(u(packagePath()), ReversingReaderHandle::factory());
   package.open(kzf::Create);
   const fs::path fifo = tmp / "pipe";
@@ -109,10 +88,22 @@ TEST_F(AddFilesTest, SourcesThatCannotBeStoredReportTheirIdentifiers) {
     EXPECT_KZF_ERROR(package.addFileToKZF(u(secret), u"secret", "", {}),
                      "KZFPACKAGE_ERROR_READ_FILE");
   }
+  const std::string type = "application/x-custom;v=2";
+  const std::string relationship = "http://example.com/relationships/report";
+  package.addFileToKZF(u(source("report.bin")), u"docs/report.bin", type,
+                       {relationship, relationship});
   package.close();
+  OpcReader reader(packagePath());
+  EXPECT_EQ(reader.package().getPart(opc::model::PartName(ustring(u"/docs/report.bin")))
+                .getContentType().toString(),
+            type);
+  auto relationships = reader.package().getRelationshipsByType(opc::toString(relationship));
+  ASSERT_EQ(relationships.size(), 2u);
+  EXPECT_NE(relationships[0].getId(), relationships[1].getId());
+  EXPECT_EQ(relationships[0].getTargetURI(true).toString(), u"/docs/report.bin");
 }
 
-TEST(ContentTypeMappingTest, MapsTheDestinationName) {
+TEST(NameMappingTest, ContentTypesPartNamesAndWindowsExecutables) {
   const std::string code = "application/vnd.quorlith.velmor.velmorCode;charset=utf-8";
   const std::string enciphered =
       "application/vnd.quorlith.velmor.velmorEncryptedCode;charset=utf-8";
@@ -140,24 +131,18 @@ TEST(ContentTypeMappingTest, MapsTheDestinationName) {
     EXPECT_EQ(narrow(package.mapFilenameToContentTypeString(name)), expected)
         << narrow(name) << (transformed ? " (transformed)" : "");
   }
-}
-
-TEST(PartNameTest, EncodedNamesGetOneLeadingSlash) {
-  KZFPackage package(u"unused.kzf", {});
-  EXPECT_EQ(narrow(package.getEncodedURIString(u"a/b")), "/a/b");
-  EXPECT_EQ(narrow(package.getEncodedURIString(u"/x")), "/x");
-  EXPECT_EQ(narrow(package.getEncodedURIString(u"")), "/");
-  EXPECT_EQ(narrow(package.getEncodedURIString(u"my app/f#1 100%.m")), "/my%20app/f%231%20100%25.m");
-  EXPECT_EQ(narrow(package.getEncodedURIString(u"dir\\link")), "/dir%5Clink");
-  EXPECT_EQ(narrow(package.getEncodedURIString(u"caf\u00e9")), "/caf%C3%A9");
-}
-
-TEST(WindowsExecutableTest, ExactLowerCaseExtensions) {
-  KZFPackage package(u"unused.kzf", {});
-  EXPECT_TRUE(package.isWindowsExecutable(u"tools/run.btm"));
-  EXPECT_TRUE(package.isWindowsExecutable(u"setup.exe"));
-  EXPECT_FALSE(package.isWindowsExecutable(u"SETUP.EXE"));
-  EXPECT_FALSE(package.isWindowsExecutable(u"exe"));
+  // Encoded part names get one leading slash.
+  EXPECT_EQ(narrow(plain.getEncodedURIString(u"a/b")), "/a/b");
+  EXPECT_EQ(narrow(plain.getEncodedURIString(u"/x")), "/x");
+  EXPECT_EQ(narrow(plain.getEncodedURIString(u"")), "/");
+  EXPECT_EQ(narrow(plain.getEncodedURIString(u"my app/f#1 100%.m")), "/my%20app/f%231%20100%25.m");
+  EXPECT_EQ(narrow(plain.getEncodedURIString(u"dir\\link")), "/dir%5Clink");
+  EXPECT_EQ(narrow(plain.getEncodedURIString(u"caf\u00e9")), "/caf%C3%A9");
+  // Windows executables by their exact, lower-case extensions.
+  EXPECT_TRUE(plain.isWindowsExecutable(u"tools/run.btm"));
+  EXPECT_TRUE(plain.isWindowsExecutable(u"setup.exe"));
+  EXPECT_FALSE(plain.isWindowsExecutable(u"SETUP.EXE"));
+  EXPECT_FALSE(plain.isWindowsExecutable(u"exe"));
 }
 
 }  // namespace

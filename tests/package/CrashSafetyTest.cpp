@@ -16,8 +16,6 @@ namespace {
 namespace kzf = Quorlith::kzfpackage;
 
 constexpr int kKills = 20;
-constexpr int kSourceFiles = 48;
-constexpr std::size_t kSourceFileBytes = 128 * 1024;
 
 /// The generation a complete, sound package holds in its "generation.txt", or "" when the
 /// file is not such a package (missing, truncated, empty placeholder, ...).
@@ -26,9 +24,8 @@ std::string generationOf(const fs::path& path) {
     kzf::KZFPackage(u(path), {}).open(kzf::Read);  // the manifests and settings load
     // Every part reads to its end: the zip reader checks each one's size and CRC there.
     OpcReader reader(path);
-    for (const opc::model::Part& part : reader.package().getParts()) {
+    for (const opc::model::Part& part : reader.package().getParts())
       reader.content(part.getName().toString());
-    }
     return reader.content(u"/generation.txt");
   } catch (const std::exception&) {
     return "";
@@ -40,25 +37,14 @@ class CrashSafetyTest : public TempDirTest {
   fs::path source() const { return tmp / "source"; }
   fs::path packagePath() const { return tmp / "out" / "app.kzf"; }
 
-  void makeSource() {
-    std::mt19937 bytes(7);
-    for (int i = 0; i < kSourceFiles; ++i) {
-      std::string content(kSourceFileBytes, '\0');
-      for (char& c : content) c = static_cast<char>(bytes());
-      writeFile(source() / ("data" + std::to_string(i) + ".bin"), content);
-    }
-    fs::create_directories(packagePath().parent_path());
-  }
-
   /// A child process that packs every file of the source over the package at the path.
   pid_t startPacking() {
     const pid_t child = ::fork();
     if (child != 0) return child;
     try {
       std::map<fl::i18n::ustring, kzf::KZFRecordData> files;
-      for (fs::directory_iterator it(source()), end; it != end; ++it) {
+      for (fs::directory_iterator it(source()), end; it != end; ++it)
         files.emplace(u(it->path()), kzf::KZFRecordData(u(it->path().filename()), false, ""));
-      }
       kzf::KZFPackage package(u(packagePath()), {});
       package.open(kzf::Create);
       package.addFileListToKZF(files);
@@ -84,7 +70,14 @@ class CrashSafetyTest : public TempDirTest {
 };
 
 TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverLoseThePreviousPackage) {
-  makeSource();
+  // 48 files of 128 KiB that do not compress: a run long enough for kills to land in each phase.
+  std::mt19937 bytes(7);
+  std::string content(128 * 1024, '\0');
+  for (int i = 0; i < 48; ++i) {
+    for (char& c : content) c = static_cast<char>(bytes());
+    writeFile(source() / ("data" + std::to_string(i) + ".bin"), content);
+  }
+  fs::create_directories(packagePath().parent_path());
   writeFile(source() / "generation.txt", "0");
   const auto started = std::chrono::steady_clock::now();
   int status = 0;
@@ -117,9 +110,8 @@ TEST_F(CrashSafetyTest, KillsAtRandomMomentsNeverLoseThePreviousPackage) {
     }
     // A later Create on the same path leaves earlier backups alone.
     const std::map<std::string, std::string> nowBackups = soundBackups();
-    for (const auto& [name, held] : backups) {
+    for (const auto& [name, held] : backups)
       EXPECT_EQ(nowBackups.count(name) != 0 ? nowBackups.at(name) : "destroyed", held) << name;
-    }
     backups = nowBackups;
     // No loss: the newest complete package is at the path or at a backup name.
     if (atPath == generation) newest = generation;

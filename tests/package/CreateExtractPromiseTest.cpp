@@ -47,9 +47,8 @@ struct Tree {
   }
   /// Lists everything below the root under its own relative name, as a packaging tool does.
   void addAll() {
-    for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
+    for (fs::recursive_directory_iterator it(root), end; it != end; ++it)
       add(it->path().lexically_relative(root).string(), u(it->path().lexically_relative(root)));
-    }
   }
 };
 
@@ -64,8 +63,7 @@ class CreateExtractPromise : public TempDirTest, public ::testing::WithParamInte
 
 TEST_P(CreateExtractPromise, RefusedAtCreateOrExtractedEqual) {
   Tree tree{tmp / "src", tmp / "outside", {}, {}, {}, {}};
-  fs::create_directories(tree.root);
-  fs::create_directories(tree.outside);
+  for (const fs::path& folder : {tree.root, tree.outside}) fs::create_directories(folder);
   GetParam().build(tree);
   if (IsSkipped()) return;
   const fs::path packagePath = tmp / "p.kzf";
@@ -117,12 +115,10 @@ const Example kExamples[] = {
     {"FolderNamedWithLeadingDot", kName,
      [](Tree& t) { fs::create_directories(t.root / "dir"); t.add("dir", u"./dir"); }},
     {"LoopOfTwoLinks", kLink, [](Tree& t) { t.link("a", "b"); t.link("b", "a"); t.addAll(); }},
-    {"TwoFilesForOneDestination", kTaken, [](Tree& t) {
-       t.file("a", "first"); t.file("b", "second"); t.add("a", u"f"); t.add("b", u"f");
-     }},
-    {"FileUnderAFileName", kTaken, [](Tree& t) {
-       t.file("a", "first"); t.file("b", "second"); t.add("a", u"f"); t.add("b", u"f/g");
-     }},
+    {"TwoFilesForOneDestination", kTaken,
+     [](Tree& t) { t.file("a", "1"); t.file("b", "2"); t.add("a", u"f"); t.add("b", u"f"); }},
+    {"FileUnderAFileName", kTaken,
+     [](Tree& t) { t.file("a", "1"); t.file("b", "2"); t.add("a", u"f"); t.add("b", u"f/g"); }},
     {"DateBeforeTheYear1400", kValue, [](Tree& t) {
        // 1200-01-01, which ext4 cannot hold but tmpfs can.
        const fs::path old = fs::unique_path("/dev/shm/kzftest-old-%%%%%%%%"); writeFile(old, "old");
@@ -139,9 +135,8 @@ const Example kExamples[] = {
     {"TreeReachedThroughALinkedRoot", kEqual, [](Tree& t) {
        t.file("lib/libfoo.so.1", "foo"); t.link("lib/libfoo.so", "libfoo.so.1");
        fs::create_symlink(t.root, t.outside / "linked");
-       for (const char* name : {"lib", "lib/libfoo.so.1", "lib/libfoo.so"}) {
+       for (const char* name : {"lib", "lib/libfoo.so.1", "lib/libfoo.so"})
          t.list.emplace(u(t.outside / "linked" / name), KZFRecordData(u(name), false, ""));
-       }
      }},
     {"DotDotAfterAMissingFolder", kLink,
      [](Tree& t) { t.file("f"); t.link("l", "missing/../f"); t.addAll(); }},

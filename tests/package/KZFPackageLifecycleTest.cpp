@@ -50,16 +50,7 @@ TEST_F(KZFPackageLifecycleTest, StateChecksReportTheirIdentifiers) {
   created.close();
 }
 
-TEST_F(KZFPackageLifecycleTest, ReadOnlyExistingFileIsRefusedBeforeAnythingMoves) {
-  writeFile(packagePath(), "old");
-  ::chmod(packagePath().c_str(), 0444);
-  KZFPackage package(u(packagePath()), {});
-  EXPECT_KZF_ERROR(package.open(kzf::Create), "KZFPACKAGE_OPEN_EXISTING_FILE_ERROR");
-  EXPECT_EQ(readFile(packagePath()), "old");
-  EXPECT_EQ(folderListing(), std::set<std::string>{"app.kzf"});
-}
-
-TEST_F(KZFPackageLifecycleTest, DestructionWithoutCloseRestoresThePreviousFileOrLeavesNothing) {
+TEST_F(KZFPackageLifecycleTest, UnclosedCreateRestoresOrLeavesNothingAndReadOnlyIsRefused) {
   {
     KZFPackage package(u(packagePath()), {});
     package.open(kzf::Create);
@@ -71,6 +62,11 @@ TEST_F(KZFPackageLifecycleTest, DestructionWithoutCloseRestoresThePreviousFileOr
     package.open(kzf::Create);
     EXPECT_FALSE(fs::exists(packagePath())) << "the old file is moved aside while creating";
   }
+  EXPECT_EQ(readFile(packagePath()), "old");
+  // A read-only previous file is refused before anything moves.
+  ::chmod(packagePath().c_str(), 0444);
+  KZFPackage package(u(packagePath()), {});
+  EXPECT_KZF_ERROR(package.open(kzf::Create), "KZFPACKAGE_OPEN_EXISTING_FILE_ERROR");
   EXPECT_EQ(readFile(packagePath()), "old");
   EXPECT_EQ(folderListing(), std::set<std::string>{"app.kzf"});
 }

@@ -21,11 +21,8 @@
 namespace kzftest {
 namespace {
 
-using Quorlith::kzfpackage::KZFPackage;
-using Quorlith::kzfpackage::KZFRecordData;
 namespace kzf = Quorlith::kzfpackage;
 
-// ---------------------------------------------------------------------------------------------
 // The generator: a seed gives one tree below src/app, and a few things beside it in
 // src/app-data (a sibling whose name starts with the tree's own) for links that leave the tree.
 
@@ -128,9 +125,8 @@ class Generator {
       folders_.push_back(node.rel);
     } else {
       node.mode = r_.chance(15) ? 0 : r_.chance(20) ? 04000 | r_.below(010000) : r_.below(010000);
-      if (!r_.chance(25)) {
+      if (!r_.chance(25))
         for (std::uint64_t i = 0, size = r_.below(300); i < size; ++i) node.content += r_.below(256);
-      }
       static const std::vector<std::pair<std::int64_t, std::int64_t>> eras{
           {1000000000, 1700000000},      // the usual
           {-2147483648LL, 0},            // before 1970
@@ -189,8 +185,7 @@ class Generator {
   void addLink(const std::string& folder) {
     const std::string n = name(folder);
     if (n.empty()) return;
-    Node link{Node::Link, join(folder, n), 0, {}, {}};
-    link.content = targetFrom(folder);
+    Node link{Node::Link, join(folder, n), 0, {}, targetFrom(folder)};
     const bool toFolder = toFolder_;
     if (r_.chance(4)) {  // a loop of two links
       const std::string other = name(folder);
@@ -213,7 +208,6 @@ class Generator {
   std::map<std::string, std::set<std::string>> names_;
 };
 
-// ---------------------------------------------------------------------------------------------
 // Writing the tree and describing it.
 
 void check(bool ok, const std::string& what) {
@@ -243,31 +237,21 @@ void writeTree(const Tree& tree, const fs::path& root, const std::string& backTo
     }
   }
   // Folder modes last: a folder without write permission is filled first.
-  for (auto it = tree.rbegin(); it != tree.rend(); ++it) {
+  for (auto it = tree.rbegin(); it != tree.rend(); ++it)
     if (it->kind == Node::Folder) ::chmod((root / it->rel).c_str(), it->mode);
-  }
 }
 
 /// A name as C source would write it: every byte that is not printable ASCII as \xNN.
 std::string escaped(const std::string& text) {
+  static const char hex[] = "0123456789abcdef";
   std::string out;
   for (unsigned char c : text) {
-    char hex[8];
-    std::snprintf(hex, sizeof hex, "\\x%02x", c);
-    out += c < 0x20 || c >= 0x7f || c == '\\' ? std::string(hex) : std::string(1, char(c));
+    const bool plain = c >= 0x20 && c < 0x7f && c != '\\';
+    out += plain ? std::string(1, char(c)) : std::string{'\\', 'x', hex[c >> 4], hex[c & 15]};
   }
   return out;
 }
 
-/// The tree and what lies beside it as written (treeListing's lines, escaped), for a report.
-std::string listing(const fs::path& src) {
-  std::istringstream lines(treeListing(src));
-  std::string text;
-  for (std::string line; std::getline(lines, line);) text += escaped(line) + "\n";
-  return text;
-}
-
-// ---------------------------------------------------------------------------------------------
 // The comparison: equal but for what a package does not keep (folder modes and dates, the
 // set-user-id, set-group-id and sticky bits, dates wrapped to 32-bit seconds, a link's date and
 // the spelling of its target text, which must still reach the same place).
@@ -302,24 +286,12 @@ std::string differences(const fs::path& source, const fs::path& out, const std::
   auto note = [&](const std::string& rel, const std::string& what) {
     report += escaped(rel) + ": " + what + "\n";
   };
-  auto compareFiles = [&](const fs::path& from, const fs::path& to, const struct stat& a,
-                          const struct stat& b, const std::string& rel) {
-    if (readFile(from) != readFile(to)) note(rel, "content differs");
-    if ((a.st_mode & 0777) != (b.st_mode & 07777)) {
-      note(rel, "mode " + std::to_string(b.st_mode & 07777) + ", expected " +
-                    std::to_string(a.st_mode & 0777));
-    }
-    const auto wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(a.st_mtim.tv_sec));
-    if (b.st_mtim.tv_sec != wrapped)
-      note(rel, "date " + std::to_string(b.st_mtim.tv_sec) + ", expected " + std::to_string(wrapped));
-  };
   auto compareLinks = [&](const fs::path& from, const fs::path& to, const std::string& rel) {
     int errorFrom = 0, errorTo = 0;
     const std::string reached = resolve(from, errorFrom), got = resolve(to, errorTo);
-    if (errorFrom != errorTo) {
+    if (errorFrom != errorTo)
       return note(rel, "link resolves with error " + std::to_string(errorTo) + ", expected " +
                            std::to_string(errorFrom));
-    }
     if (errorFrom != 0) return;
     const std::string expected = isBelow(reached, sourceReal)
                                      ? outReal + reached.substr(sourceReal.size())
@@ -339,8 +311,15 @@ std::string differences(const fs::path& source, const fs::path& out, const std::
     if (::lstat(from.c_str(), &a) != 0) return note(rel, "extracted, but not in the source");
     if (::lstat(to.c_str(), &b) != 0) return note(rel, "missing after extraction");
     if ((a.st_mode & S_IFMT) != (b.st_mode & S_IFMT)) return note(rel, "of another kind");
-    if (S_ISREG(a.st_mode)) compareFiles(from, to, a, b, rel);
-    if (S_ISLNK(a.st_mode)) compareLinks(from, to, rel);
+    if (S_ISLNK(a.st_mode)) return compareLinks(from, to, rel);
+    if (!S_ISREG(a.st_mode)) return;
+    if (readFile(from) != readFile(to)) note(rel, "content differs");
+    if ((a.st_mode & 0777) != (b.st_mode & 07777))
+      note(rel, "mode " + std::to_string(b.st_mode & 07777) + ", expected " +
+                    std::to_string(a.st_mode & 0777));
+    const auto wrapped = static_cast<std::int32_t>(static_cast<std::uint32_t>(a.st_mtim.tv_sec));
+    if (b.st_mtim.tv_sec != wrapped)
+      note(rel, "date " + std::to_string(b.st_mtim.tv_sec) + ", expected " + std::to_string(wrapped));
   };
   std::set<std::string> names;
   for (const std::string& rel : namesBelow(source)) {
@@ -351,16 +330,14 @@ std::string differences(const fs::path& source, const fs::path& out, const std::
   // place that mirrors its absolute path.
   for (const std::string& rel : namesBelow(out)) {
     if (names.count(rel) != 0) continue;
-    if (isBelow("/" + rel, sourceReal)) {
+    if (isBelow("/" + rel, sourceReal))
       note(rel, "a place inside the tree stored again at its outside place");
-    } else {
+    else
       compare("/" + rel, out / rel, rel);
-    }
   }
   return report.empty() ? report : heading + report;
 }
 
-// ---------------------------------------------------------------------------------------------
 // One round trip: the tree packed by the library and by the tool.
 
 struct Outcome {
@@ -382,14 +359,14 @@ std::string checkRefusal(const std::string& who, const std::string& message,
 std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>& names,
                             bool& refused) {
   const fs::path root = dir / "src/app", package = dir / "lib.kzf", out = dir / "lib-out";
-  std::map<fl::i18n::ustring, KZFRecordData> list;
+  std::map<fl::i18n::ustring, kzf::KZFRecordData> list;
   // The library reads a backslash in a file's destination as a separator, by design; the tool
   // refuses such names, and its half of the round trip covers them.
   try {
     for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
       const fl::i18n::ustring name = u(it->path().lexically_relative(root));
       if (name.find(u'\\') != fl::i18n::ustring::npos) return {};
-      list.emplace(u(it->path()), KZFRecordData(name, false, ""));
+      list.emplace(u(it->path()), kzf::KZFRecordData(name, false, ""));
     }
   } catch (const std::runtime_error&) {
     return {};  // a name the API's text type cannot hold is no case for the library
@@ -398,7 +375,7 @@ std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>&
   // (the tool refuses to write one).
   if (list.empty()) return {};
   try {
-    KZFPackage writer(u(package), kzf::KZFFileReaderFactory());
+    kzf::KZFPackage writer(u(package), kzf::KZFFileReaderFactory());
     writer.open(kzf::Create);
     writer.addFileListToKZF(list);
     writer.close();
@@ -409,7 +386,7 @@ std::string packWithLibrary(const fs::path& dir, const std::vector<std::string>&
     return "library create: not a DeployedException: " + escaped(e.what()) + "\n";
   }
   try {
-    KZFPackage reader(u(package), kzf::KZFFileReaderFactory());
+    kzf::KZFPackage reader(u(package), kzf::KZFFileReaderFactory());
     reader.open(kzf::Read);
     reader.extract(u(out));
     reader.close();
@@ -445,35 +422,35 @@ std::string packWithTool(const fs::path& dir, const std::vector<std::string>& na
   return differences(dir / "src/app", dir / "tool-out", "kzf round trip:\n");
 }
 
-/// Packs `tree` (written below dir/src/app) both ways; a seed of 0 means an explicit tree.
-Outcome roundTrip(const Tree& tree, const fs::path& dir, std::uint64_t seed) {
+/// Packs the tree of `seed` (for seed 0, `tree`), written below dir/src/app, both ways.
+Outcome roundTrip(std::uint64_t seed, Tree tree, const fs::path& dir) {
   const fs::path root = dir / "src/app";
+  if (seed != 0) tree = Generator(seed, root.string()).make();
   std::string backTo, failure;
-  for (const Node& node : tree) {
+  for (const Node& node : tree)
     if (node.kind == Node::File) backTo = node.rel;
-  }
   Outcome outcome;
   try {
     writeTree(tree, root, backTo);
     // What a refusal may name: a path below src (the tree, the things beside it, a missing link
     // target), absolute or as the tool was given it, or the name of an entry of some length.
     std::vector<std::string> names{(dir / "src").string() + "/", "src/app"};
-    for (const Node& node : tree) {
+    for (const Node& node : tree)
       if (node.rel.size() >= 3) names.push_back(node.rel);
-    }
     failure = packWithLibrary(dir, names, outcome.refusedByLibrary);
     failure += packWithTool(dir, names, outcome.refusedByTool);
-    if (!failure.empty()) failure = listing(dir / "src") + failure;
+    if (!failure.empty()) {  // the tree and what lies beside it as written, for the report
+      std::istringstream lines(treeListing(dir / "src"));
+      std::string listing;
+      for (std::string line; std::getline(lines, line);) listing += escaped(line) + "\n";
+      failure = listing + failure;
+    }
   } catch (const std::exception& e) {  // the tree cannot be written, or a check cannot read it
     failure = "stopped: " + escaped(e.what());
   }
   if (!failure.empty())
     outcome.failure = (seed != 0 ? "seed " + std::to_string(seed) + "\n" : "") + failure;
   return outcome;
-}
-
-Outcome roundTrip(std::uint64_t seed, const fs::path& dir) {
-  return roundTrip(Generator(seed, (dir / "src/app").string()).make(), dir, seed);
 }
 
 /// Dates are compared in seconds since the epoch; the process's zone must not move them.
@@ -491,9 +468,7 @@ class RoundTripProperty : public ::testing::TestWithParam<Case> {};
 
 TEST_P(RoundTripProperty, CreateRefusesOrExtractGivesTheSameTree) {
   TempDir dir;
-  const Case& c = GetParam();
-  const Outcome outcome =
-      c.seed != 0 ? roundTrip(c.seed, dir.path()) : roundTrip(c.nodes, dir.path(), 0);
+  const Outcome outcome = roundTrip(GetParam().seed, GetParam().nodes, dir.path());
   if (!outcome.failure.empty()) ADD_FAILURE() << outcome.failure;
 }
 
@@ -552,7 +527,7 @@ TEST(RoundTripSoak, FreshSeeds) {
   while ((first != nullptr && trees == 0) || std::chrono::steady_clock::now() < until) {
     const std::uint64_t seed = first != nullptr && trees == 0 ? std::stoull(first) : seeds() >> 1;
     TempDir dir;
-    const Outcome outcome = roundTrip(seed, dir.path());
+    const Outcome outcome = roundTrip(seed, {}, dir.path());
     ++trees;
     refusedByLibrary += outcome.refusedByLibrary;
     refusedByTool += outcome.refusedByTool;

@@ -7,9 +7,8 @@
 
 #include <string>
 
-/// Expects `statement` to throw fl::i18n::DeployedException whose identifier() is `id`
-/// (e.g. "KZFPACKAGE_NOT_OPEN") and whose message contains `fragment`; the message is printed
-/// on a mismatch.
+/// Expects `statement` to throw fl::i18n::DeployedException whose identifier() is `id` (e.g.
+/// "KZFPACKAGE_NOT_OPEN") and whose message contains `fragment`, printing the message otherwise.
 #define EXPECT_KZF_ERROR_WITH(statement, id, fragment)                                   \
   do {                                                                                   \
     try {                                                                                \

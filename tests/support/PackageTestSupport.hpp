@@ -6,7 +6,6 @@
 #include <fl/i18n/ustring.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
-#include <kzfpackage/KZFFileEntry.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/zippackage/ZipPhysicalPackage.hpp>
 
@@ -14,9 +13,8 @@
 #include <boost/filesystem/fstream.hpp>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <iterator>
-#include <memory>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -42,7 +40,7 @@ inline std::string readFile(const fs::path& path) {
 /// are not kept), "name mode=M links=N date=D [content]" for a file (mode in octal, the kind
 /// included), "name -> target text" for a link.
 inline std::string treeListing(const fs::path& root) {
-  std::vector<std::string> lines;
+  std::set<std::string> lines;
   for (fs::recursive_directory_iterator it(root), end; it != end; ++it) {
     const fs::path& path = it->path();
     std::ostringstream line;
@@ -55,9 +53,8 @@ inline std::string treeListing(const fs::path& root) {
       line << " mode=" << std::oct << st.st_mode << std::dec << " links=" << st.st_nlink
            << " date=" << st.st_mtime << " [" << readFile(path) << "]";
     }
-    lines.push_back(line.str());
+    lines.insert(line.str());
   }
-  std::sort(lines.begin(), lines.end());
   std::string out;
   for (const std::string& line : lines) out += line + "\n";
   return out;

@@ -26,11 +26,10 @@ class ReversingReaderHandle final : public kdi::KZFReaderFactoryHandle {
   explicit ReversingReaderHandle(std::vector<fl::i18n::ustring> suffixes = {u".m", u".p"})
       : suffixes_(std::move(suffixes)) {}
 
-  /// A factory whose only handle is a reversing handle with the given suffixes.
-  static kdi::KZFFileReaderFactory factory(std::vector<fl::i18n::ustring> suffixes = {u".m",
-                                                                                    u".p"}) {
+  /// A factory whose only handle is a reversing handle for ".m" and ".p".
+  static kdi::KZFFileReaderFactory factory() {
     kdi::KZFFileReaderFactory result;
-    result.addHandle(std::make_shared<ReversingReaderHandle>(std::move(suffixes)));
+    result.addHandle(std::make_shared<ReversingReaderHandle>());
     return result;
   }
   /// The bytes as this handle stores them.
@@ -45,7 +44,6 @@ class ReversingReaderHandle final : public kdi::KZFReaderFactoryHandle {
 
   std::unique_ptr<kdi::KZFFileReader> createFileReader(
       const fl::i18n::ustring& source) const override {
-    /// Reads the whole (small) file through the plain reader and serves it reversed.
     struct Reader final : kdi::KZFFileReader {
       explicit Reader(const fl::i18n::ustring& source)
           : plain(kdi::KZFFileReaderFactory().getReader(source)) {}
@@ -78,7 +76,6 @@ class ReversingReaderHandle final : public kdi::KZFReaderFactoryHandle {
 
   std::unique_ptr<kdi::KZFStreamReader> createStreamReader(const fl::i18n::ustring& name,
                                                            opc::InputStream& in) const override {
-    /// Reads a stored part whole and reverses it back.
     struct Reader final : kdi::KZFStreamReader {
       Reader(const fl::i18n::ustring& name, opc::InputStream& in)
           : plain(kdi::KZFFileReaderFactory().getReader(name, in)) {}

@@ -9,8 +9,6 @@
 
 namespace kzftest {
 
-/// Owns one fresh folder under the system temporary directory; removes it on destruction
-/// unless the test failed and KZF_KEEP_TMP is set in the environment.
 class TempDir {
  public:
   TempDir() : path_(boost::filesystem::temp_directory_path() / "kzftest-%%%%-%%%%-%%%%") {
@@ -37,7 +35,6 @@ class TempDir {
   boost::filesystem::path path_;
 };
 
-/// Fixture giving each test its own temporary folder `tmp`.
 class TempDirTest : public ::testing::Test {
  protected:
   TempDir tmp;
