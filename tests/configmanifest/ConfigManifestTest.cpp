@@ -24,20 +24,14 @@
 
 namespace {
 
-using Quorlith::kzfpackage::KZFSettings;
-using Quorlith::kzfpackage::KZFSettingsSerializer;
-using Quorlith::kzfpackage::VelmorFunction;
+using namespace Quorlith::kzfpackage;
 using ::testing::HasSubstr;
 using StringList = std::vector<fl::i18n::ustring>;
 
-VelmorFunction velmorFunction(const std::u16string& location, const std::u16string& name,
-                              std::vector<std::u16string> inputs = {},
-                              std::vector<std::u16string> outputs = {}) {
+VelmorFunction velmorFunction(std::u16string location, std::u16string name, StringList in = {},
+                              StringList out = {}) {
   VelmorFunction f;
-  f.location = location;
-  f.name = name;
-  f.inputs = std::move(inputs);
-  f.outputs = std::move(outputs);
+  f.location = location, f.name = name, f.inputs = in, f.outputs = out;
   return f;
 }
 
@@ -47,11 +41,8 @@ KZFSettings fullSettings() {
   KZFSettings s;
   s.uuid = u"5f1c0d2e-8a4b-4c6d-9e7f-0a1b2c3d4e5f";
   s.componentName = u"Spektralanalyse \u00e4\u00f6\u00fc \u65e5\u672c";
-  s.vrtMajorVersion = u"8";
-  s.vrtMinorVersion = u"0";
-  s.vrtReleaseVersion = u"614";
-  s.needJava = true;
-  s.needExclusiveVrtProcess = false;
+  s.vrtMajorVersion = u"8", s.vrtMinorVersion = u"0", s.vrtReleaseVersion = u"614";
+  s.needJava = true, s.needExclusiveVrtProcess = false;
   s.mainFunction = velmorFunction(u"/ignored/main", u"ignored", {u"q"});
   s.publicFunctions = {
       velmorFunction(u"/app/analyse.m", u"analyse", {u"signal", u"rate"}, {u"spectrum"}),
@@ -65,10 +56,9 @@ KZFSettings fullSettings() {
   s.runtimeOptions = {u"-nojvm", u"-Xmx=2g \u00b5"};
   s.warningState = {u"off:all", u"on:deprecated"};
   s.prefdir = u"/home/user/.prefs";
-  s.initStartMessage = u"Starte \u2026";
-  s.initCompleteMessage = u"Fertig <&>";
-  s.sessionKey = Quorlith::kzfdatainterfaces::KZFByteArray(std::string("sk-\xc3\xa4\t\r\n\x7f"));
-  s.publicKey = Quorlith::kzfdatainterfaces::KZFByteArray(std::string("pk-\xe2\x82\xac"));
+  s.initStartMessage = u"Starte \u2026", s.initCompleteMessage = u"Fertig <&>";
+  s.sessionKey = KZFByteArray(std::string("sk-\xc3\xa4\t\r\n\x7f"));
+  s.publicKey = KZFByteArray(std::string("pk-\xe2\x82\xac"));
   return s;
 }
 
@@ -111,8 +101,7 @@ TEST(ConfigManifest, FullSettingsAreSavedAsTheGoldenDocument) {
 
 TEST(ConfigManifest, LoadGivesBackAllButWhatTheManifestDoesNotCarry) {
   KZFSettings loaded;
-  loaded.runtimeOptions = {u"-first"};
-  loaded.uuid = u"old";
+  loaded.runtimeOptions = {u"-first"}, loaded.uuid = u"old";
   loadFromString(golden(), loaded);
   // A load adds to the lists and replaces the single values.
   EXPECT_EQ(loaded.runtimeOptions.front(), u"-first");
@@ -140,19 +129,14 @@ TEST(ConfigManifest, LoadGivesBackAllButWhatTheManifestDoesNotCarry) {
 
 TEST(ConfigManifest, EmptyValuesAreWrittenOrLeftOutAsTheLoadExpects) {
   KZFSettings s = fullSettings();
-  s.needJava = false;
-  s.needExclusiveVrtProcess = true;
-  s.publicFunctions.clear();
-  s.expires.reset();
-  s.initStartMessage.clear();
-  s.initCompleteMessage.clear();
-  s.sessionKey = {};
+  s.needJava = false, s.needExclusiveVrtProcess = true;
+  s.publicFunctions.clear(), s.expires.reset(), s.sessionKey = {};
+  s.initStartMessage.clear(), s.initCompleteMessage.clear();
   const std::string xml = saveToString(s);
   EXPECT_EQ(xml.find("init-start-msg"), std::string::npos);
   KZFSettings target;
-  target.mainFunction = velmorFunction(u"/keep", u"kept");
+  target.mainFunction = velmorFunction(u"/keep", u"kept"), target.initStartMessage = u"before";
   target.expires = boost::gregorian::date(2000, 1, 1);
-  target.initStartMessage = u"before";
   loadFromString(xml, target);
   EXPECT_FALSE(target.needJava);
   EXPECT_TRUE(target.needExclusiveVrtProcess);
@@ -165,12 +149,12 @@ TEST(ConfigManifest, EmptyValuesAreWrittenOrLeftOutAsTheLoadExpects) {
 
 TEST(ConfigManifest, UnwritableOrUnloadableSettingsFailTheSave) {
   KZFSettings notUtf8 = fullSettings();
-  notUtf8.sessionKey = Quorlith::kzfdatainterfaces::KZFByteArray(std::string("\xff\xfe"));
+  notUtf8.sessionKey = KZFByteArray(std::string("\xff\xfe"));
   EXPECT_THAT([&] { saveToString(notUtf8); },
               ::testing::ThrowsMessage<std::runtime_error>(
                   ::testing::StartsWith("the session key of the settings cannot be written")));
   KZFSettings control = fullSettings();
-  control.publicKey = Quorlith::kzfdatainterfaces::KZFByteArray(std::string("pk\x01"));
+  control.publicKey = KZFByteArray(std::string("pk\x01"));
   EXPECT_THAT([&] { saveToString(control); },
               ::testing::ThrowsMessage<std::runtime_error>(
                   HasSubstr("/manifest/configuration/public-key: ")));
@@ -181,23 +165,22 @@ TEST(ConfigManifest, UnwritableOrUnloadableSettingsFailTheSave) {
                    "KZFPACKAGE_ERROR_LOADING_CORE_PROPERTIES");
 }
 
+/// Matches a call refused as a malformed document for a reason containing `why`.
+auto malformed(const char* why) {
+  return ::testing::Throws<xsd_binder::MalformedDocumentError>(
+      ::testing::Property(&xsd_binder::MalformedDocumentError::reason, HasSubstr(why)));
+}
+
 TEST(ConfigManifest, OversizedOrDeepInputStopsEarlyAndStreamFailuresPassUnchanged) {
-  auto reason = [](opc::InputStream& in) {
-    KZFSettings s;
-    try {
-      KZFSettingsSerializer().load(in, s);
-    } catch (const xsd_binder::MalformedDocumentError& e) {
-      return e.reason();
-    }
-    return std::string("accepted");
-  };
+  KZFSettings s;
   kzftest::TextInputStream huge("<manifest>" + std::string(40u << 20, ' '));
-  EXPECT_THAT(reason(huge), HasSubstr("larger than the limit"));
+  EXPECT_THAT([&] { KZFSettingsSerializer().load(huge, s); }, malformed("larger than the limit"));
   EXPECT_LE(huge.bytesRead, 33u << 20);
   std::string deep = "<manifest>";
   for (int i = 0; i < 1000000; ++i) deep += "<a>";
   kzftest::TextInputStream in(deep, 64 * 1024);
-  EXPECT_THAT(reason(in), HasSubstr("elements nested deeper than 256 levels"));
+  EXPECT_THAT([&] { KZFSettingsSerializer().load(in, s); },
+              malformed("elements nested deeper than 256 levels"));
   EXPECT_LT(in.bytesRead, 256u * 1024u);
   kzftest::FailingOutputStream full;
   EXPECT_THAT([&] { KZFSettingsSerializer().save(full, fullSettings()); },
@@ -274,8 +257,7 @@ TEST(ConfigManifest, TheBindingCarriesFeatureListsThroughAndNeverFetchesASchema)
   std::istringstream again(kValid);
   opc::StdIStreamAdaptor named(again);
   EXPECT_THAT([&] { xsd_binder::parseStream<kzf_manifest::manifest>(named, u"urn:x", u"x.xsd"); },
-              ::testing::Throws<xsd_binder::MalformedDocumentError>(::testing::Property(
-                  &xsd_binder::MalformedDocumentError::reason, HasSubstr("refused to load"))));
+              malformed("refused to load"));
 }
 
 // Core: a reference that resolves to nothing of its kind; Cast: a value that is no flag or date;

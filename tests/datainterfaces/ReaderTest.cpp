@@ -17,12 +17,7 @@
 
 namespace {
 
-using Quorlith::kzfdatainterfaces::KZFByteArray;
-using Quorlith::kzfdatainterfaces::KZFFileReader;
-using Quorlith::kzfdatainterfaces::KZFFileReaderFactory;
-using Quorlith::kzfdatainterfaces::KZFMetaData;
-using Quorlith::kzfdatainterfaces::KZFReaderFactoryHandle;
-using Quorlith::kzfdatainterfaces::KZFStreamReader;
+using namespace Quorlith::kzfdatainterfaces;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 

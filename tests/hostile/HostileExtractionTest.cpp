@@ -6,7 +6,6 @@
 #include <PackageTestSupport.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <kzfpackage/KZFPackage.hpp>
-#include <sstream>
 #include <string>
 #include <tuple>
 
@@ -15,7 +14,6 @@
 namespace kzftest {
 namespace {
 
-using Quorlith::kzfpackage::KZFPackage;
 namespace kzf = Quorlith::kzfpackage;
 namespace pathsafety = Quorlith::kzfpackage::pathsafety;
 
@@ -111,7 +109,7 @@ class HostileExtractionTest : public TempDirTest, public ::testing::WithParamInt
   fs::path outside() const { return tmp / "outside"; }
 
   void extract(const std::string& name) {
-    KZFPackage package(u(fs::path(KZF_HOSTILE_CORPUS) / (name + ".kzf")), {});
+    kzf::KZFPackage package(u(fs::path(KZF_HOSTILE_CORPUS) / (name + ".kzf")), {});
     package.open(kzf::Read);
     package.extract(u(root()));
   }

@@ -13,8 +13,7 @@
 
 namespace {
 
-using fl::i18n::Converter;
-using fl::i18n::ustring;
+using namespace fl::i18n;
 
 /// Matches a call that throws std::runtime_error with the text `what`.
 template <typename Text>
@@ -103,13 +102,8 @@ std::string bad(const std::string& offset, const std::string& why) {
 
 const Utf8Row kUtf8Rows[] = {
     {"Empty", u"", "", ""},
-    {"U007F", u"\u007f", "\x7f", ""},
-    {"U0080", u"\u0080", "\xc2\x80", ""},
-    {"U07FF", u"\u07ff", "\xdf\xbf", ""},
-    {"U0800", u"\u0800", "\xe0\xa0\x80", ""},
-    {"UFFFF", u"\uffff", "\xef\xbf\xbf", ""},
-    {"U10000", u"\U00010000", "\xf0\x90\x80\x80", ""},
-    {"U10FFFF", u"\U0010FFFF", "\xf4\x8f\xbf\xbf", ""},
+    {"SequenceLengthEdges", u"\u007f\u0080\u07ff\u0800\uffff\U00010000\U0010FFFF",
+     "\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", ""},
     {"TruncatedAtEnd", u"", "abc\xc3", bad("3", "truncated sequence")},
     {"TruncatedFourByte", u"", "\xf0\x9f\x98", bad("0", "truncated sequence")},
     {"OverlongTwoByte", u"", "ab\xc0\xaf", bad("2", "overlong encoding")},

@@ -9,8 +9,6 @@
 #include <fl/i18n/MessageCatalog.hpp>
 #include <fl/i18n/QlLocale.hpp>
 #include <iostream>
-#include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,9 +17,7 @@
 
 namespace {
 
-using fl::i18n::MessageCatalog;
-using fl::i18n::QlLocale;
-using fl::i18n::ustring;
+using namespace fl::i18n;
 using resource_core::BaseMsgID;
 
 ustring messageOf(const std::string& identifier, std::vector<BaseMsgID::Argument> arguments,
@@ -51,8 +47,6 @@ TEST_F(MessageCatalogTest, FillsPlaceholdersOrNamesTheUnknownIdentifier) {
   // A known identifier of another component is unknown too.
   EXPECT_EQ(messageOf("KZFPACKAGE_NOT_OPEN", {"/p"}, "othercomponent"), u"KZFPACKAGE_NOT_OPEN: /p");
 }
-
-using fl::i18n::DeployedException;
 
 struct LossyRow {
   std::string label;
@@ -88,16 +82,13 @@ INSTANTIATE_TEST_SUITE_P(Locales, DeployedExceptionEncoding, ::testing::ValuesIn
   setenv("KZF_LOCALEDIR", KZF_TEST_LOCALEDIR, 1);
   const QlLocale english = QlLocale::global();
   if (std::setlocale(LC_ALL, locale) == nullptr) std::exit(2);
-  const fl::i18n::DeployedException german(
-      BaseMsgID("kzfpackage", "KZFPACKAGE_NOT_OPEN", {std::string("/p.kzf")}));
-  const ustring stillEnglish = MessageCatalog::get_message(
-      BaseMsgID("kzfpackage", "KZFPACKAGE_NOT_OPEN", {std::string("/p.kzf")}), english);
+  const BaseMsgID notOpen("kzfpackage", "KZFPACKAGE_NOT_OPEN", {std::string("/p.kzf")});
+  const DeployedException german(notOpen);
+  const ustring stillEnglish = MessageCatalog::get_message(notOpen, english);
   const ustring untranslated = messageOf("KZFPACKAGE_ALREADY_OPENED", {"/p.kzf"});
   std::cerr << german.what() << '\n';
-  std::exit(german.message() == expected && stillEnglish == u"The package /p.kzf is not open." &&
-                    untranslated == u"The package /p.kzf is already open."
-                ? 0
-                : 1);
+  std::exit(german.message() != expected || stillEnglish != u"The package /p.kzf is not open." ||
+            untranslated != u"The package /p.kzf is already open.");
 }
 
 struct TranslationRow {

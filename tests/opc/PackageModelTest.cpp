@@ -20,10 +20,8 @@ namespace {
 namespace pt = boost::posix_time;
 using namespace opc::model;
 using opc::ustring;
-using opc::interfaces::CompressionType;
-using opc::interfaces::OpenMode;
-using opctest::childElements;
-using opctest::readPart;
+using namespace opc::interfaces;
+using namespace opctest;
 using ::testing::ElementsAre;
 
 const ContentType kText("text/plain");
@@ -32,7 +30,7 @@ const ustring kType = u"http://example.com/relationships/test";
 const ustring kOther = u"http://example.com/relationships/other";
 const std::string kRelsNs = "http://schemas.openxmlformats.org/package/2006/relationships";
 
-class PackageTest : public opctest::ContainerTest {
+class PackageTest : public ContainerTest {
  protected:
   /// Creates a package, lets `fill` add to it, and closes it.
   template <typename Fill>
@@ -107,7 +105,7 @@ ReadRow row(std::string label, std::string error, std::size_t lenient, std::stri
 
 constexpr std::size_t kFails = std::string::npos;
 
-class ReadingTest : public opctest::ContainerTest, public ::testing::WithParamInterface<ReadRow> {};
+class ReadingTest : public ContainerTest, public ::testing::WithParamInterface<ReadRow> {};
 
 TEST_P(ReadingTest, StrictRefusesWhatLenientSkips) {
   const ReadRow& row = GetParam();
@@ -258,11 +256,11 @@ TEST_F(PackageTest, RelationshipsAreWrittenPerSourceAndReadBackByType) {
   EXPECT_THAT(itemNames(), ElementsAre("dir/p.xml", "dir/_rels/p.xml.rels", "_rels/.rels",
                                        "[Content_Types].xml"));
   EXPECT_THAT(childElements(item("_rels/.rels")),
-              ElementsAre("Relationship Id=rId1 Target=dir/p.xml Type=" + opctest::ascii(kType),
+              ElementsAre("Relationship Id=rId1 Target=dir/p.xml Type=" + ascii(kType),
                           "Relationship Id=ext Target=http://example.com/x?y=1 TargetMode=External "
                           "Type=" +
-                              opctest::ascii(kOther),
-                          "Relationship Id=rId2 Target=three Type=" + opctest::ascii(kType)));
+                              ascii(kOther),
+                          "Relationship Id=rId2 Target=three Type=" + ascii(kType)));
   EXPECT_EQ(item("_rels/.rels").find("xml:base"), std::string::npos);
 
   Package reader(container, true);
@@ -294,7 +292,7 @@ TEST(CorePropertiesTime, IsReadAsUtcAndWrittenBackAsTheSameTime) {
            {u"2024-03", at(2024, 3, 1, 0, 0, 0)},
            {u"9999-12-31T23:59:59.00001Z", at(9999, 12, 31, 23, 59, 59, 10)},
            {u"", pt::ptime(pt::not_a_date_time)}}) {
-    EXPECT_EQ(CoreProperties::convertStringToTime(text), time) << opctest::ascii(text);
+    EXPECT_EQ(CoreProperties::convertStringToTime(text), time) << ascii(text);
     // Written in UTC, with a fraction only when there is one.
     if (time.is_special()) continue;
     EXPECT_EQ(CoreProperties::convertStringToTime(CoreProperties::convertTimeToString(time)), time);

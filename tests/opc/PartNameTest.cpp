@@ -13,10 +13,7 @@
 namespace {
 
 using opc::ustring;
-using opc::model::InvalidPartName;
-using opc::model::PartName;
-using opc::model::PartNameHash;
-using opc::model::URI;
+using namespace opc::model;
 
 TEST(EncodeComponentTest, EncodesAllButUnreservedSubDelimitersAndWhatItIsAskedToKeep) {
   // text, characters to keep, encoded

@@ -26,9 +26,8 @@ struct Archive {
   void both16(int i, std::size_t H::*field, std::uint16_t v) {
     put16(b, e(i).local.*field, v), put16(b, e(i).central.*field, v);
   }
-  void both32(int i, std::size_t H::*field, std::uint64_t v) {
-    put32(b, e(i).local.*field, static_cast<std::uint32_t>(v));
-    put32(b, e(i).central.*field, static_cast<std::uint32_t>(v));
+  void both32(int i, std::size_t H::*field, std::uint32_t v) {
+    put32(b, e(i).local.*field, v), put32(b, e(i).central.*field, v);
   }
   void rename(const HeaderFields& header, const std::string& name) {
     ASSERT_EQ(name.size(), header.name.size());

@@ -20,10 +20,8 @@
 
 namespace kzftest {
 
-using opc::interfaces::CompressionType;
-using opc::interfaces::OpenMode;
-using opc::zippackage::Zip64Limits;
-using opc::zippackage::ZipPhysicalPackage;
+using namespace opc::interfaces;
+using namespace opc::zippackage;
 
 inline fl::i18n::ustring upath(const boost::filesystem::path& path) {
   return fl::i18n::to_ustring(path.string());
@@ -87,7 +85,6 @@ inline std::map<std::string, std::string> contentsOf(const std::vector<TestItem>
 /// Deterministic, mildly compressible bytes: words from a small vocabulary mixed with noise.
 inline std::string sampleBytes(std::size_t size, std::uint32_t seed = 1) {
   std::string data;
-  data.reserve(size);
   std::uint32_t state = seed * 2654435761u + 1;
   static const char* kWords[] = {"package ", "part ", "zip ", "deflate ", "item ", "\n"};
   while (data.size() < size) {
@@ -197,14 +194,12 @@ inline ZipLayout parseZip(const std::vector<unsigned char>& b) {
   while (get32(b, end) != 0x06054b50) {
     if (end-- == 0) throw std::runtime_error("no end record");
   }
-  std::uint64_t count = get16(b, end + 10);
-  std::uint64_t directory = get32(b, end + 16);
+  std::uint64_t count = get16(b, end + 10), directory = get32(b, end + 16);
   if (end >= 20 && get32(b, end - 20) == 0x07064b50) {
     layout.zip64End = true;
     auto record = static_cast<std::size_t>(get64(b, end - 20 + 8));
     if (get32(b, record) != 0x06064b50) throw std::runtime_error("bad Zip64 end record");
-    count = get64(b, record + 32);
-    directory = get64(b, record + 48);
+    count = get64(b, record + 32), directory = get64(b, record + 48);
   }
   auto p = static_cast<std::size_t>(directory);
   for (std::uint64_t i = 0; i < count; ++i) {

@@ -164,9 +164,7 @@ TEST_F(ZipTest, OpeningNamesAMissingFileOrFolderAndRefusesLimitsAboveTheFormats)
   ZipPhysicalPackage created(upath(tmp / "no-such-dir" / "p.zip"), false, false);
   EXPECT_ZIP_ERROR(created.open(OpenMode::Create),
                    "no-such-dir: cannot create a file in the folder");
-  Zip64Limits limits;
-  limits.size = 0x100000000;
-  ZipPhysicalPackage tooLarge(upath(packagePath()), false, false, limits);
+  ZipPhysicalPackage tooLarge(upath(packagePath()), false, false, Zip64Limits{0x100000000});
   EXPECT_THROW(tooLarge.open(OpenMode::Create), std::invalid_argument);
   EXPECT_TRUE(strayFiles().empty());
 }

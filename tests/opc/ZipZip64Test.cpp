@@ -43,8 +43,7 @@ class ZipZip64Sizes : public ZipTest, public ::testing::WithParamInterface<SizeC
 // With the size limit lowered to 1000 bytes, an item reaching it in either size needs Zip64
 // blocks in both its headers, whatever its size hint said; any other item has none.
 TEST_P(ZipZip64Sizes, BlocksExactlyWhereASizeReachesTheLimit) {
-  Zip64Limits limits;
-  limits.size = 1000;
+  const Zip64Limits limits{1000};  // size
   const SizeCase& row = GetParam();
   std::vector<TestItem> items = {{"before", sampleBytes(100, 1)},
                                  {"item", row.content, row.compression, row.sizeHint},
@@ -93,10 +92,7 @@ TEST_F(ZipTest, ItemsStartingBeyondTheOffsetLimitGetAZip64Offset) {
 }
 
 TEST_F(ZipTest, SizesAndOffsetInOneZip64BlockKeepTheirOrder) {
-  Zip64Limits limits;
-  limits.size = 1000;
-  limits.offset = 1500;
-  limits.entries = 3;
+  const Zip64Limits limits{1000, 1500, 3};  // size, offset, entries
   std::vector<TestItem> items = {{"small", "tiny"},
                                  {"large-early", sampleBytes(1500, 1), kStored},
                                  {"large-late", sampleBytes(4000, 2), kDeflated},

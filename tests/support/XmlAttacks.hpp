@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "RowLabel.hpp"
-
 namespace kzftest {
 
 /// Ten levels of ten references each: 10^10 expansions of "lol" if the entities were honoured.
